@@ -1,0 +1,113 @@
+#pragma once
+
+#include <QColor>
+#include <QList>
+#include <QMap>
+#include <QString>
+#include <QStringList>
+#include <QVector>
+#include <atomic>
+
+class QWidget;
+
+// The project record: what the project dialog fills in as a whole.
+struct ProjectRecord {
+    QString manufacturer;
+    QString device;
+    QString debugTool;
+    QString debugInterface;
+    QString rate;
+    QString interval;
+    QString elf;
+};
+
+// Process-wide configuration store: one set of settings per process, reached through
+// static one-line accessors. Values read by the acquisition worker thread are atomics.
+class CommonCfg {
+public:
+    // Project record, read and replaced as a whole.
+    static ProjectRecord Record() { return s_record; }
+    static void SetRecord(const ProjectRecord& record) { s_record = record; }
+
+    static QString Manufacturer() { return s_manufacturer; }
+    static void SetManufacturer(const QString& v) { s_manufacturer = v; }
+    static QString Device() { return s_device; }
+    static void SetDevice(const QString& v) { s_device = v; }
+    static int IsOpenocdProbe() { return s_openocdProbe; }
+    static void SetOpenocdProbe(int v) { s_openocdProbe = v; }
+    static int IsJtag() { return s_jtag; }
+    static void SetJtag(int v) { s_jtag = v; }
+    static int ConnectRate() { return s_connectRate; }
+    static void SetConnectRate(int v) { s_connectRate = v; }
+    static int DefaultRateIndex() { return 5; }
+
+    // Sampling interval in microseconds.
+    static int Interval() { return s_interval.load(); }
+    static void SetInterval(int us) { s_interval.store(us); }
+    // Display updates per second.
+    static int Fps() { return s_fps.load(); }
+    static void SetFps(int fps) { s_fps.store(fps); }
+    // Index into the time-base table; -1 when a loaded project named an unknown step.
+    static int ZoomIndex() { return s_zoomIndex.load(); }
+    static void SetZoomIndex(int index) { s_zoomIndex.store(index); }
+
+    static QString ElfPath() { return s_elfPath; }
+    static void SetElfPath(const QString& v) { s_elfPath = v; }
+    static QString BrowsePath() { return s_browsePath; }
+    static void SetBrowsePath(const QString& v) { s_browsePath = v; }
+    static bool OptionsMode() { return s_optionsMode; }
+    static void SetOptionsMode(bool v) { s_optionsMode = v; }
+    // Shared run flag: 1 while stopped (also at start-up), 0 while sampling.
+    static int RunFlag() { return s_runFlag.load(); }
+    static void SetRunFlag(int v) { s_runFlag.store(v); }
+    // Most curves shown at once.
+    static int CurveLimit() { return 16; }
+    static QWidget* VarTable() { return s_varTable; }
+    static void SetVarTable(QWidget* table) { s_varTable = table; }
+
+    // Fixed choice tables.
+    static QMap<QString, QStringList> DeviceMap();
+    static QStringList DebugTools();
+    static QStringList DebugInterfaces();
+    static QVector<int> RateList();
+    static QVector<int> FpsList();
+    static QList<QColor> Palette();
+    static bool SetRateIndex(int index);
+    static bool SetFpsIndex(int index);
+    static QString ErrorText(int code);
+    // Chart constants: the most ticks on the time axis, and the ticks of the second value axis.
+    static int MaxTimeTicks() { return 20; }
+    static int ValueAxisTicks() { return 7; }
+
+    // Time-base lookups.
+    static int DefaultZoomIndex();
+    // Microseconds per division at the zoom index, or 0 when the index is outside the table.
+    static int CurrentStepValue();
+    // Label at the zoom index, or an empty text when the index is outside the table.
+    static QString CurrentStepLabel();
+
+    // Debug log path: the program folder text with "log.txt" appended directly.
+    static QString LogPath() { return s_logPath; }
+    // The start-up step: fixes the log path from the program folder.
+    static void InitStartup(const QString& programDir);
+
+    // Puts every setting back to its start-up default (for tests).
+    static void ResetForTests();
+
+private:
+    static ProjectRecord s_record;
+    static QString s_manufacturer;
+    static QString s_device;
+    static int s_openocdProbe;
+    static int s_jtag;
+    static int s_connectRate;
+    static std::atomic<int> s_interval;
+    static std::atomic<int> s_fps;
+    static std::atomic<int> s_zoomIndex;
+    static QString s_elfPath;
+    static QString s_browsePath;
+    static bool s_optionsMode;
+    static std::atomic<int> s_runFlag;
+    static QWidget* s_varTable;
+    static QString s_logPath;
+};

@@ -1,0 +1,132 @@
+#include "VarParser.h"
+
+#include <QDebug>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLoggingCategory>
+#include <cstdio>
+#include <memory>
+
+namespace {
+
+// The catalogue's storage. Replaced catalogues are kept alive in the graveyard so that
+// pointers handed out earlier stay valid for the life of the process.
+struct Catalogue {
+    std::vector<std::unique_ptr<VarParser::VarDes>> records;
+    std::vector<std::unique_ptr<VarParser::VarGroup>> groups;
+    QVector<VarParser::VarDes*> flat;
+    QVector<VarParser::VarGroup*> groupList;
+};
+
+std::unique_ptr<Catalogue> g_current;
+std::vector<std::unique_ptr<Catalogue>> g_retired;
+VarParser* g_instance = nullptr;
+
+const int kMetaTypeId = qRegisterMetaType<VarParser::VarDes>("VarParser::VarDes");
+
+QString textOf(const QJsonObject& object, const char* key) {
+    const QJsonValue v = object.value(QLatin1String(key));
+    return v.isString() ? v.toString() : QString();
+}
+
+int intOf(const QJsonObject& object, const char* key) {
+    const QJsonValue v = object.value(QLatin1String(key));
+    return v.isDouble() ? v.toInt() : 0;
+}
+
+std::unique_ptr<Catalogue> readCatalogue(const QJsonDocument& doc) {
+    auto cat = std::make_unique<Catalogue>();
+    // A top-level object reads as an empty array: an empty catalogue.
+    const QJsonArray groups = doc.array();
+    for (const QJsonValue& g : groups) {
+        if (!g.isObject())
+            continue;
+        const QJsonObject groupObject = g.toObject();
+        auto group = std::make_unique<VarParser::VarGroup>();
+        group->name = textOf(groupObject, "name");
+        for (const QJsonValue& v : groupObject.value(QLatin1String("dataList")).toArray()) {
+            if (!v.isObject())
+                continue;
+            const QJsonObject o = v.toObject();
+            auto des = std::make_unique<VarParser::VarDes>();
+            des->name = textOf(o, "name");
+            des->address = textOf(o, "address");
+            des->scope = textOf(o, "scope");
+            des->size = intOf(o, "size");
+            des->type = textOf(o, "type");
+            des->key = intOf(o, "key");
+            cat->flat.append(des.get());
+            group->vars.append(des.get());
+            cat->records.push_back(std::move(des));
+        }
+        cat->groupList.append(group.get());
+        cat->groups.push_back(std::move(group));
+    }
+    return cat;
+}
+
+} // namespace
+
+VarParser::VarParser(QObject* parent) : QObject(parent) { (void)kMetaTypeId; }
+
+void VarParser::Parse(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        std::printf("Can't Open json\n");
+        std::fflush(stdout);
+        return;
+    }
+    const QByteArray bytes = file.readAll();
+    file.close();
+    QJsonParseError error;
+    const QJsonDocument doc = QJsonDocument::fromJson(bytes, &error);
+    if (error.error != QJsonParseError::NoError) {
+        qCDebug(QLoggingCategory("default")) << "Open Json Fail";
+        return;
+    }
+    std::unique_ptr<Catalogue> fresh = readCatalogue(doc);
+    if (!g_current) {
+        g_current = std::move(fresh);
+        emit VarListCreate();
+        return;
+    }
+    if (!IsDifferent(fresh->flat)) {
+        // The current records keep the user's ticks; the new ones are dropped.
+        emit VarListWithoutChange();
+        return;
+    }
+    g_retired.push_back(std::move(g_current));
+    g_current = std::move(fresh);
+    emit VarListChanged();
+}
+
+QVector<VarParser::VarDes*> VarParser::VarList() { return g_current ? g_current->flat : QVector<VarDes*>(); }
+
+QVector<VarParser::VarGroup*> VarParser::GroupList() {
+    return g_current ? g_current->groupList : QVector<VarGroup*>();
+}
+
+bool VarParser::IsDifferent(const QVector<VarDes*>& list) {
+    const QVector<VarDes*> current = VarList();
+    if (list.size() != current.size())
+        return true;
+    for (int i = 0; i < list.size(); ++i) {
+        const VarDes* a = list[i];
+        const VarDes* b = current[i];
+        if (a->name != b->name || a->address != b->address || a->type != b->type)
+            return true;
+    }
+    return false;
+}
+
+void VarParser::SetInstance(VarParser* parser) { g_instance = parser; }
+
+VarParser* VarParser::Instance() { return g_instance; }
+
+void VarParser::ResetForTests() {
+    g_current.reset();
+    g_retired.clear();
+    g_instance = nullptr;
+}
