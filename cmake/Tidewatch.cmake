@@ -24,3 +24,19 @@ function(tidewatch_add_subfolders)
     endif()
   endforeach()
 endfunction()
+
+# A QtTest executable registered with CTest. Widget tests run on the offscreen platform.
+#   tidewatch_add_qtest(NAME SOURCES a.cpp ... LIBS tw_x ... [LABELS threaded e2e ...])
+function(tidewatch_add_qtest name)
+  cmake_parse_arguments(T "" "TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
+  add_executable(${name} ${T_SOURCES})
+  target_link_libraries(${name} PRIVATE Qt5::Test ${T_LIBS})
+  add_test(NAME ${name} COMMAND ${name})
+  if(NOT T_TIMEOUT)
+    set(T_TIMEOUT 300)
+  endif()
+  set_tests_properties(${name} PROPERTIES
+    ENVIRONMENT "QT_QPA_PLATFORM=offscreen"
+    LABELS "${T_LABELS}"
+    TIMEOUT ${T_TIMEOUT})
+endfunction()
