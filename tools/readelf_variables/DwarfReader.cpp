@@ -1,0 +1,288 @@
+#include "DwarfReader.h"
+
+#include "TypeLeaves.h"
+
+#include <QSet>
+
+#include <dwarf.h>
+#include <elfutils/libdw.h>
+#include <fcntl.h>
+#include <gelf.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+namespace {
+
+// Address ranges the program occupies in memory. The linker points the debug information of
+// sections it dropped (--gc-sections) at address 0; such variables are not in the firmware.
+class LoadedRanges {
+public:
+    void Add(quint64 start, quint64 size) { m_ranges.append({start, start + size}); }
+    void AcceptAll() { m_acceptAll = true; }
+    bool Contains(quint64 address) const {
+        if (m_acceptAll) {
+            return true;
+        }
+        for (const auto& range : m_ranges) {
+            if (address >= range.first && address < range.second) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+private:
+    QVector<std::pair<quint64, quint64>> m_ranges;
+    bool m_acceptAll = false;
+};
+
+// Owns the open file, its ELF handle and its DWARF handle.
+struct ElfFile {
+    int fd = -1;
+    Elf* elf = nullptr;
+    Dwarf* dwarf = nullptr;
+    ~ElfFile() {
+        if (dwarf != nullptr) {
+            dwarf_end(dwarf);
+        }
+        if (elf != nullptr) {
+            elf_end(elf);
+        }
+        if (fd >= 0) {
+            close(fd);
+        }
+    }
+};
+
+QString FileName(const char* path) {
+    // Producers on Windows write backslashes; either separator ends the folder part.
+    const QString text = QString::fromUtf8(path);
+    const int cut = qMax(text.lastIndexOf(QLatin1Char('/')), text.lastIndexOf(QLatin1Char('\\')));
+    return text.mid(cut + 1);
+}
+
+const char* IntegratedName(Dwarf_Die* die) {
+    Dwarf_Attribute attr;
+    return dwarf_formstring(dwarf_attr_integrate(die, DW_AT_name, &attr));
+}
+
+bool IsExternal(Dwarf_Die* die) {
+    Dwarf_Attribute attr;
+    bool flag = false;
+    return dwarf_attr_integrate(die, DW_AT_external, &attr) != nullptr && dwarf_formflag(&attr, &flag) == 0 &&
+           flag;
+}
+
+// The address of a variable whose location is one fixed address; false for registers, stack slots,
+// location lists, thread-local storage and constants.
+bool FixedAddress(Dwarf_Attribute* location, quint64* address) {
+    Dwarf_Op* ops = nullptr;
+    size_t count = 0;
+    if (dwarf_getlocation(location, &ops, &count) != 0 || count != 1) {
+        return false;
+    }
+    switch (ops[0].atom) {
+    case DW_OP_addr:
+        *address = ops[0].number;
+        return true;
+    case DW_OP_addrx:
+    case DW_OP_GNU_addr_index: {
+        Dwarf_Attribute indexed;
+        Dwarf_Addr value = 0;
+        if (dwarf_getlocation_attr(location, &ops[0], &indexed) != 0 ||
+            dwarf_formaddr(&indexed, &value) != 0) {
+            return false;
+        }
+        *address = value;
+        return true;
+    }
+    default:
+        return false;
+    }
+}
+
+// Walks one compilation unit and collects its variables.
+class UnitWalker {
+public:
+    UnitWalker(const LoadedRanges& ranges, TypeLeaves* leaves, ElfVariableGroup* group)
+        : m_ranges(ranges), m_leaves(leaves), m_group(group) {}
+
+    // False when the unit's tree cannot be read.
+    bool WalkChildren(Dwarf_Die* parent, const QString& prefix) {
+        Dwarf_Die child;
+        const int rc = dwarf_child(parent, &child);
+        if (rc != 0) {
+            return rc > 0;
+        }
+        int next = 0;
+        do {
+            if (!Visit(&child, prefix)) {
+                return false;
+            }
+        } while ((next = dwarf_siblingof(&child, &child)) == 0);
+        return next > 0;
+    }
+
+private:
+    bool Visit(Dwarf_Die* die, const QString& prefix) {
+        switch (dwarf_tag(die)) {
+        case DW_TAG_variable:
+            AddVariable(die, prefix);
+            return true;
+        case DW_TAG_subprogram:
+        case DW_TAG_inlined_subroutine:
+        case DW_TAG_namespace: {
+            // Statics of a function are listed as "function::name", as a debugger spells them.
+            const char* name = IntegratedName(die);
+            const QString inner =
+                name != nullptr ? prefix + QString::fromUtf8(name) + QStringLiteral("::") : prefix;
+            return WalkChildren(die, inner);
+        }
+        case DW_TAG_lexical_block:
+            return WalkChildren(die, prefix);
+        case DW_TAG_invalid:
+            return false;
+        default:
+            return true; // types and other entries hold no variables with storage of their own
+        }
+    }
+
+    void AddVariable(Dwarf_Die* die, const QString& prefix) {
+        Dwarf_Attribute location;
+        quint64 address = 0;
+        if (dwarf_attr(die, DW_AT_location, &location) == nullptr || !FixedAddress(&location, &address) ||
+            !m_ranges.Contains(address)) {
+            return;
+        }
+        const char* name = IntegratedName(die);
+        Dwarf_Attribute typeAttr;
+        Dwarf_Die type;
+        if (name == nullptr || dwarf_attr_integrate(die, DW_AT_type, &typeAttr) == nullptr ||
+            dwarf_formref_die(&typeAttr, &type) == nullptr) {
+            return;
+        }
+        const QString fullName = prefix + QString::fromUtf8(name);
+        // An inlined function may describe the same static more than once.
+        const QString identity = fullName + QLatin1Char('@') + QString::number(address, 16);
+        if (m_seen.contains(identity)) {
+            return;
+        }
+        m_seen.insert(identity);
+        m_leaves->Expand(&type, fullName, address,
+                         IsExternal(die) ? QStringLiteral("global") : QStringLiteral("static"),
+                         &m_group->vars);
+    }
+
+    const LoadedRanges& m_ranges;
+    TypeLeaves* m_leaves;
+    ElfVariableGroup* m_group;
+    QSet<QString> m_seen;
+};
+
+// Collects the loaded sections and tells whether the file carries debug information at all.
+bool ScanSections(Elf* elf, LoadedRanges* ranges, bool* hasDebugInfo) {
+    GElf_Ehdr header;
+    size_t namesIndex = 0;
+    if (gelf_getehdr(elf, &header) == nullptr || elf_getshdrstrndx(elf, &namesIndex) != 0) {
+        return false;
+    }
+    // Objects not yet linked have no final addresses to check against.
+    if (header.e_type == ET_REL) {
+        ranges->AcceptAll();
+    }
+    *hasDebugInfo = false;
+    for (Elf_Scn* section = elf_nextscn(elf, nullptr); section != nullptr;
+         section = elf_nextscn(elf, section)) {
+        GElf_Shdr sh;
+        if (gelf_getshdr(section, &sh) == nullptr) {
+            return false;
+        }
+        const char* name = elf_strptr(elf, namesIndex, sh.sh_name);
+        if (name != nullptr &&
+            (std::strcmp(name, ".debug_info") == 0 || std::strcmp(name, ".zdebug_info") == 0)) {
+            *hasDebugInfo = true;
+        }
+        if ((sh.sh_flags & SHF_ALLOC) != 0 && sh.sh_size > 0) {
+            ranges->Add(sh.sh_addr, sh.sh_size);
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+int ReadElfVariables(const QString& elfPath, const ElfExtractOptions& options,
+                     QVector<ElfVariableGroup>* groups, ElfExtractStats* stats, QString* error) {
+    groups->clear();
+    *stats = ElfExtractStats();
+    const QByteArray path = elfPath.toLocal8Bit();
+    ElfFile file;
+    file.fd = open(path.constData(), O_RDONLY | O_CLOEXEC);
+    if (file.fd < 0) {
+        *error =
+            QStringLiteral("cannot open '%1': %2").arg(elfPath, QString::fromLocal8Bit(std::strerror(errno)));
+        return -1;
+    }
+    elf_version(EV_CURRENT);
+    file.elf = elf_begin(file.fd, ELF_C_READ_MMAP, nullptr);
+    if (file.elf == nullptr || elf_kind(file.elf) != ELF_K_ELF) {
+        *error = QStringLiteral("'%1' is not an ELF file").arg(elfPath);
+        return -1;
+    }
+    LoadedRanges ranges;
+    bool hasDebugInfo = false;
+    if (!ScanSections(file.elf, &ranges, &hasDebugInfo)) {
+        *error =
+            QStringLiteral("'%1' is a damaged ELF file: %2").arg(elfPath, QString::fromUtf8(elf_errmsg(-1)));
+        return -1;
+    }
+    if (!hasDebugInfo) {
+        *error = QStringLiteral("'%1' has no debug information (build it with -g)").arg(elfPath);
+        return -1;
+    }
+    file.dwarf = dwarf_begin_elf(file.elf, DWARF_C_READ, nullptr);
+    if (file.dwarf == nullptr) {
+        *error = QStringLiteral("cannot read the debug information of '%1': %2")
+                     .arg(elfPath, QString::fromUtf8(dwarf_errmsg(-1)));
+        return -1;
+    }
+
+    TypeLeaves leaves(options, stats);
+    Dwarf_CU* unit = nullptr;
+    for (;;) {
+        Dwarf_CU* next = nullptr;
+        Dwarf_Half version = 0;
+        uint8_t unitType = 0;
+        Dwarf_Die unitDie;
+        Dwarf_Die subDie;
+        const int rc = dwarf_get_units(file.dwarf, unit, &next, &version, &unitType, &unitDie, &subDie);
+        if (rc > 0) {
+            break;
+        }
+        if (rc < 0) {
+            *error = QStringLiteral("cannot read the debug information of '%1': %2")
+                         .arg(elfPath, QString::fromUtf8(dwarf_errmsg(-1)));
+            return -1;
+        }
+        unit = next;
+        if (unitType != DW_UT_compile) {
+            continue; // type units and partial units define no variables of their own
+        }
+        const char* unitName = dwarf_diename(&unitDie);
+        ElfVariableGroup group;
+        group.name = unitName != nullptr ? FileName(unitName) : QStringLiteral("?");
+        UnitWalker walker(ranges, &leaves, &group);
+        if (!walker.WalkChildren(&unitDie, QString())) {
+            *error = QStringLiteral("cannot read the debug information of '%1' (unit %2): %3")
+                         .arg(elfPath, group.name, QString::fromUtf8(dwarf_errmsg(-1)));
+            return -1;
+        }
+        if (!group.vars.isEmpty()) {
+            groups->append(group);
+        }
+    }
+    return 0;
+}
