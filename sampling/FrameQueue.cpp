@@ -1,0 +1,99 @@
+#include "FrameQueue.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+uint32_t advance(uint32_t index) { return (index + 1) % kQueueCapacity; }
+
+uint32_t distance(uint32_t from, uint32_t to) { return (to - from + kQueueCapacity) % kQueueCapacity; }
+
+struct Lock {
+    explicit Lock(pthread_mutex_t& m) : mutex(m), ok(pthread_mutex_lock(&m) == 0) {}
+    ~Lock() {
+        if (ok)
+            pthread_mutex_unlock(&mutex);
+    }
+    pthread_mutex_t& mutex;
+    bool ok;
+};
+
+} // namespace
+
+FrameQueue& FrameQueue::instance() {
+    static FrameQueue queue;
+    return queue;
+}
+
+int FrameQueue::init() {
+    Lock lock(m_mutex);
+    m_displayRead.store(0);
+    m_write.store(0);
+    m_historyRead.store(0);
+    m_lostUnread.store(0);
+    if (m_storage == nullptr)
+        m_storage = static_cast<SampleFrame*>(std::malloc(sizeof(SampleFrame) * kQueueCapacity));
+    if (m_storage == nullptr) {
+        std::printf("queue is error!!\n");
+        std::fflush(stdout);
+        return -1;
+    }
+    std::memset(static_cast<void*>(m_storage), 0, sizeof(SampleFrame) * kQueueCapacity);
+    return 0;
+}
+
+int FrameQueue::push(const SampleFrame& frame) {
+    Lock lock(m_mutex);
+    if (!lock.ok)
+        return -1;
+    if (m_storage == nullptr)
+        return -1;
+    const uint32_t write = m_write.load();
+    const uint32_t next = advance(write);
+    if (next == m_historyRead.load())
+        m_historyRead.store(advance(next));
+    if (next == m_displayRead.load()) {
+        m_displayRead.store(advance(next));
+        m_lostUnread.fetch_add(1);
+    }
+    SampleFrame& slot = m_storage[write];
+    slot.time = frame.time;
+    slot.count = frame.count;
+    for (int i = 0; i < frame.count && i < kMaxVars; ++i) {
+        slot.typeCode[i] = frame.typeCode[i];
+        slot.value[i] = frame.value[i];
+    }
+    m_write.store(next);
+    return 0;
+}
+
+int FrameQueue::popForDisplay(SampleFrame& out, uint32_t skip) {
+    Lock lock(m_mutex);
+    if (!lock.ok)
+        return -1;
+    const uint32_t read = m_displayRead.load();
+    const uint32_t write = m_write.load();
+    if (read == write || m_storage == nullptr)
+        return 0;
+    const uint32_t chosen =
+        skip < distance(read, write) ? (read + skip) % kQueueCapacity : (write + kQueueCapacity - 1) % kQueueCapacity;
+    const SampleFrame& slot = m_storage[chosen];
+    out.time = slot.time;
+    out.count = slot.count;
+    for (int i = 0; i < slot.count && i < kMaxVars; ++i) {
+        out.typeCode[i] = slot.typeCode[i];
+        out.value[i] = slot.value[i];
+    }
+    m_displayRead.store(advance(chosen));
+    return 1;
+}
+
+uint32_t FrameQueue::displaySize() const { return distance(m_displayRead.load(), m_write.load()); }
+
+uint32_t FrameQueue::historySize() const { return distance(m_historyRead.load(), m_write.load()); }
+
+bool FrameQueue::displayEmpty() const { return m_displayRead.load() == m_write.load(); }
+
+bool FrameQueue::historyEmpty() const { return m_historyRead.load() == m_write.load(); }

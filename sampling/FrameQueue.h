@@ -1,0 +1,55 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <pthread.h>
+
+constexpr int kMaxVars = 34;
+constexpr uint32_t kQueueCapacity = 1000000;
+
+// One sample instant: accumulated time and the raw value bits of each watched variable.
+struct SampleFrame {
+    uint64_t time;
+    uint32_t value[kMaxVars];
+    int32_t typeCode[kMaxVars];
+    int32_t count;
+};
+
+// The process-wide ring of 1,000,000 frames from the reader thread to the display. It overwrites the
+// oldest frame instead of blocking the reader; one slot always stays free. Two read cursors: the
+// display cursor and the oldest frame kept (history).
+class FrameQueue {
+public:
+    static FrameQueue& instance();
+
+    // Creates the mutex, zeroes the cursors and the storage (allocated once, on first use).
+    int init();
+    int push(const SampleFrame& frame);
+    // Takes the frame `skip` places ahead of the display cursor (or the newest, when fewer are there)
+    // and moves the cursor past it. 1 when a frame was copied out, 0 when empty, -1 on a lock failure.
+    int popForDisplay(SampleFrame& out, uint32_t skip);
+
+    uint32_t displaySize() const;
+    uint32_t historySize() const;
+    bool displayEmpty() const;
+    bool historyEmpty() const;
+
+    // Cursor access for the drain, which repositions the display cursor by itself.
+    uint32_t displayRead() const { return m_displayRead.load(); }
+    void setDisplayRead(uint32_t index) { m_displayRead.store(index % kQueueCapacity); }
+    uint32_t historyRead() const { return m_historyRead.load(); }
+    uint32_t writeIndex() const { return m_write.load(); }
+
+    // Frames the ring overwrote before the display cursor reached them, since init().
+    uint64_t overwrittenUnread() const { return m_lostUnread.load(); }
+    bool hasStorage() const { return m_storage != nullptr; }
+
+private:
+    FrameQueue() = default;
+    SampleFrame* m_storage = nullptr;
+    std::atomic<uint32_t> m_displayRead{0};
+    std::atomic<uint32_t> m_write{0};
+    std::atomic<uint32_t> m_historyRead{0};
+    std::atomic<uint64_t> m_lostUnread{0};
+    pthread_mutex_t m_mutex = PTHREAD_MUTEX_INITIALIZER;
+};

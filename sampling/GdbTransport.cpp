@@ -1,0 +1,274 @@
+#include "GdbTransport.h"
+
+#include "NoCase.h"
+#include "Platform.h"
+#include "PlatformSocket.h"
+
+#include <atomic>
+#include <cctype>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+namespace {
+
+int g_socket = -1;
+char g_tx[kGdbBufferSize];
+char g_rx[kGdbBufferSize];
+uint32_t g_rxFill = 0;
+uint32_t g_packetSize = 65536;
+std::atomic<bool> g_lost{false};
+std::atomic<int64_t> g_deadlineMs{0};
+
+// Each handshake makes a new mutex; earlier ones stay alive because a thread may still refer to them.
+std::vector<std::unique_ptr<GdbMutex>>& mutexes() {
+    static std::vector<std::unique_ptr<GdbMutex>> all;
+    return all;
+}
+
+int64_t nowMs() {
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+char hexDigit(unsigned v) { return static_cast<char>(v < 10 ? '0' + v : 'a' + (v - 10)); }
+
+void consumeFront(uint32_t n) {
+    if (n >= g_rxFill) {
+        g_rxFill = 0;
+        return;
+    }
+    std::memmove(g_rx, g_rx + n, g_rxFill - n);
+    g_rxFill -= n;
+}
+
+// One receive into the free part of the buffer from index `at`; false when it failed.
+bool receiveInto(uint32_t at) {
+    const int got = gdbRecvRaw(g_rx + at, static_cast<uint16_t>(kGdbBufferSize - at));
+    if (got < 0)
+        return false;
+    g_rxFill += static_cast<uint32_t>(got);
+    return true;
+}
+
+} // namespace
+
+int gdbConnect(const char* host, uint16_t port) {
+    if (host == nullptr)
+        return -1;
+    sockaddr_in address;
+    std::memset(&address, 0, sizeof address);
+    if (!Platform::StartSockets()) {
+        std::printf("    LOG>>Load WinSock Failed ! \r\n");
+        std::fflush(stdout);
+        return -1;
+    }
+    const int handle = static_cast<int>(::socket(AF_INET, SOCK_STREAM, 0));
+    if (handle < 0) {
+        std::printf("    LOG>>socket fail ! \r\n");
+        std::fflush(stdout);
+        return -1;
+    }
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = inet_addr(host);
+    if (::connect(handle, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+        std::printf("connect fail !\r\n");
+        Platform::CloseSocket(handle);
+        std::printf("LOG>>_Connect failed.\n");
+        std::fflush(stdout);
+        return -1;
+    }
+    g_socket = handle;
+    g_lost.store(false);
+    return 0;
+}
+
+int gdbClose() {
+    if (g_socket < 1)
+        return 0;
+    const int rc = Platform::CloseSocket(g_socket);
+    if (rc == 0)
+        g_socket = -1;
+    return rc;
+}
+
+int gdbSendRaw(const char* buffer, uint16_t length) {
+    if (g_socket < 1 || buffer == nullptr || length == 0)
+        return -1;
+    return Platform::SocketSend(g_socket, buffer, length) == length ? 0 : -1;
+}
+
+int gdbRecvRaw(char* buffer, uint16_t capacity) {
+    if (g_socket < 1 || buffer == nullptr || capacity == 0)
+        return -1;
+    // Waits in slices so that an armed deadline is noticed; without one this blocks until data
+    // or a close arrive, like a plain blocking receive.
+    for (;;) {
+        const int64_t deadline = g_deadlineMs.load();
+        int slice = 200;
+        if (deadline != 0) {
+            const int64_t left = deadline - nowMs();
+            if (left <= 0)
+                return -1;
+            slice = static_cast<int>(left < slice ? left : slice);
+        }
+        const int ready = Platform::WaitReadable(g_socket, slice);
+        if (ready < 0) {
+            g_lost.store(true);
+            return -1;
+        }
+        if (ready == 0)
+            continue;
+        const long got = Platform::SocketRecv(g_socket, buffer, capacity);
+        if (got < 1) {
+            g_lost.store(true);
+            return -1;
+        }
+        return static_cast<int>(got);
+    }
+}
+
+int gdbSendPacket(const char* command) {
+    const size_t n = std::strlen(command);
+    std::unique_ptr<char, decltype(&std::free)> block(nullptr, &std::free);
+    if (n + 5 > kGdbBufferSize) {
+        block.reset(static_cast<char*>(std::calloc(n + 5, 1)));
+        if (!block)
+            return -1;
+    }
+    unsigned sum = 0;
+    for (size_t i = 0; i < n; ++i)
+        sum += static_cast<unsigned char>(command[i]);
+    sum &= 0xff;
+    if (!block) {
+        g_tx[0] = '$';
+        std::memcpy(g_tx + 1, command, n);
+        g_tx[n + 1] = '#';
+        g_tx[n + 2] = hexDigit(sum >> 4);
+        g_tx[n + 3] = hexDigit(sum & 0xf);
+        g_tx[n + 4] = '\0';
+    }
+    // An over-long command goes out as the zero-filled block: no caller builds one.
+    if (gdbSendRaw(block ? block.get() : g_tx, static_cast<uint16_t>(n + 4)) != 0)
+        return -1;
+
+    const int64_t deadline = nowMs() + 5000;
+    for (;;) {
+        char byte = 0;
+        if (gdbRecvRaw(&byte, 1) < 0)
+            return -1;
+        if (byte == 0x03)
+            continue;
+        if (byte == '+')
+            return 0;
+        if (deadline - nowMs() < 0 || byte == '-')
+            return -1;
+    }
+}
+
+char* gdbReadReply() {
+    for (;;) {
+        if (g_rxFill == 0) {
+            if (!receiveInto(0))
+                return nullptr;
+            continue;
+        }
+        if (g_rx[0] == '+') {
+            uint32_t run = 0;
+            while (run < g_rxFill && g_rx[run] == '+')
+                ++run;
+            consumeFront(run);
+            continue;
+        }
+        if (g_rx[0] == '$') {
+            if (g_rxFill == 1) {
+                if (!receiveInto(1))
+                    return nullptr;
+                continue;
+            }
+            const void* hash = std::memchr(g_rx + 1, '#', g_rxFill - 1);
+            if (hash != nullptr) {
+                const uint32_t k = static_cast<uint32_t>(static_cast<const char*>(hash) - g_rx);
+                if (g_rxFill - k - 1 >= 2) {
+                    char* payload = static_cast<char*>(std::malloc(k));
+                    if (payload == nullptr)
+                        return nullptr;
+                    std::memcpy(payload, g_rx + 1, k - 1);
+                    payload[k - 1] = '\0';
+                    consumeFront(k + 3);
+                    const char ack = '+';
+                    gdbSendRaw(&ack, 1);
+                    return payload;
+                }
+            }
+        }
+        // Not a complete packet yet. A stray byte at the head is never skipped; once it has filled
+        // the buffer the stream is out of step and no reply can follow, so give up instead of spinning.
+        if (g_rxFill == kGdbBufferSize) {
+            std::printf("LOG>>reply stream out of step\n");
+            std::fflush(stdout);
+            return nullptr;
+        }
+        if (!receiveInto(g_rxFill))
+            return nullptr;
+    }
+}
+
+int gdbHandshake() {
+    mutexes().push_back(std::make_unique<GdbMutex>());
+    if (gdbSendPacket("qSupported:vContSupported") != 0)
+        return -1;
+    char* reply = gdbReadReply();
+    if (reply == nullptr)
+        return -1;
+    g_packetSize = 65536;
+    if (const char* at = std::strstr(reply, "PacketSize=")) {
+        at += std::strlen("PacketSize=");
+        while (*at == '\t' || *at == '\n' || *at == '\r' || *at == ' ')
+            ++at;
+        // Taken as decimal digits; the size is only kept, never used to split requests.
+        uint32_t size = 0;
+        while (std::isdigit(static_cast<unsigned char>(*at)))
+            size = size * 10 + static_cast<uint32_t>(*at++ - '0');
+        g_packetSize = size;
+    }
+    std::free(reply);
+    if (gdbSendPacket("qSeggerHSS:Stop") != 0)
+        return -1;
+    reply = gdbReadReply();
+    if (reply == nullptr)
+        return -1;
+    const int rc = compareNoCase(reply, "OK") == 0 ? 0 : -1;
+    std::free(reply);
+    return rc;
+}
+
+GdbMutex& gdbMutex() {
+    if (mutexes().empty())
+        mutexes().push_back(std::make_unique<GdbMutex>());
+    return *mutexes().back();
+}
+
+char* gdbRecvBuffer() { return g_rx; }
+
+uint32_t& gdbRecvFill() { return g_rxFill; }
+
+uint32_t gdbPacketSize() { return g_packetSize; }
+
+void gdbSetReceiveDeadline(int ms) { g_deadlineMs.store(ms == 0 ? 0 : nowMs() + ms); }
+
+bool gdbConnectionLost() { return g_lost.load(); }
+
+void gdbResetForTests() {
+    gdbClose();
+    g_socket = -1;
+    g_rxFill = 0;
+    std::memset(g_rx, 0, sizeof g_rx);
+    g_packetSize = 65536;
+    g_lost.store(false);
+    g_deadlineMs.store(0);
+}

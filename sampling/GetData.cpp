@@ -1,0 +1,134 @@
+#include "GetData.h"
+
+#include "CommonCfg.h"
+#include "FrameQueue.h"
+#include "WatchList.h"
+
+#include <QMetaType>
+#include <QTimer>
+#include <cstdio>
+#include <cstring>
+
+Q_DECLARE_METATYPE(QVector<QVector<QPointF>>)
+Q_DECLARE_METATYPE(QVector<QVector<float>>)
+
+GetData::GetData(QObject* parent) : QThread(parent) { RegisterMetaTypes(); }
+
+GetData::~GetData() {
+    if (isRunning()) {
+        m_running.store(false);
+        quit();
+        wait();
+    }
+}
+
+void GetData::RegisterMetaTypes() {
+    static const bool done = [] {
+        qRegisterMetaType<QVector<QVector<QPointF>>>("QVector<QVector<QPointF>>");
+        qRegisterMetaType<QVector<QVector<float>>>("QVector<QVector<float>>");
+        return true;
+    }();
+    (void)done;
+}
+
+void GetData::run() {
+    m_running.store(true);
+    m_fps = CommonCfg::Fps() > 0 ? CommonCfg::Fps() : 15;
+    QTimer timer;
+    m_timer = &timer;
+    connect(&timer, &QTimer::timeout, &timer, [this] { Tick(); }, Qt::DirectConnection);
+    timer.start(1000 / m_fps);
+    exec();
+    m_timer = nullptr;
+}
+
+void GetData::Stop() {
+    if (!isRunning())
+        return;
+    m_running.store(false);
+    quit();
+    wait(500);
+    std::printf("The getData Thread is exit!!!\n");
+    std::fflush(stdout);
+}
+
+void GetData::Redeliver() {
+    if (m_timer != nullptr)
+        QMetaObject::invokeMethod(m_timer, [this] { Tick(); }, Qt::QueuedConnection);
+}
+
+QPointF GetData::PointOf(const SampleFrame& frame, int index) {
+    const double x = static_cast<double>(static_cast<int32_t>(static_cast<uint32_t>(frame.time)));
+    const uint32_t raw = frame.value[index];
+    double y;
+    if (frame.typeCode[index] == 0 || frame.typeCode[index] == 1) {
+        y = static_cast<double>(static_cast<int32_t>(raw));
+    } else {
+        float f;
+        std::memcpy(&f, &raw, sizeof f);
+        y = static_cast<double>(f);
+    }
+    return QPointF(x, y);
+}
+
+void GetData::Drain(QVector<QVector<QPointF>>& dataValue, bool running) {
+    FrameQueue& queue = FrameQueue::instance();
+    if (queue.displayEmpty() && running) {
+        std::printf("iseh \n");
+        std::fflush(stdout);
+        return;
+    }
+    if (watchList().count == 0)
+        return;
+    const uint32_t D = queue.displaySize();
+    const uint32_t H = queue.historySize();
+    const uint32_t depth = hssSettings().displayDepth.load();
+
+    uint32_t skip = 0;
+    if (depth <= 10000 || H <= 10000)
+        skip = 0;
+    else if (H >= depth)
+        skip = depth / 10000;
+    else
+        skip = H / 10000;
+
+    // Each tick re-emits the whole visible span, not only what is new.
+    if (H <= depth) {
+        queue.setDisplayRead(queue.historyRead());
+    } else if (D >= depth) {
+        uint32_t read = queue.displayRead() + (D - depth);
+        if (read > kQueueCapacity - 1)
+            read -= kQueueCapacity;
+        queue.setDisplayRead(read);
+    } else {
+        const uint32_t back = depth - D;
+        uint32_t read = queue.displayRead();
+        read = back >= read ? read + kQueueCapacity - back : read - back;
+        queue.setDisplayRead(read);
+    }
+
+    SampleFrame frame;
+    while (!queue.displayEmpty()) {
+        std::memset(&frame, 0, sizeof frame);
+        if (queue.popForDisplay(frame, skip) != 1)
+            break;
+        for (int i = 0; i < frame.count && i < dataValue.size(); ++i)
+            dataValue[i].append(PointOf(frame, i));
+    }
+}
+
+void GetData::Tick() {
+    const int count = watchList().count;
+    QVector<QVector<QPointF>> dataValue(count);
+    QVector<QVector<float>> mathValue(count);
+    Drain(dataValue, m_running.load());
+    RegisterMetaTypes();
+    emit DataSignal(dataValue, mathValue);
+
+    const int fps = CommonCfg::Fps();
+    if (fps > 0 && fps != m_fps && m_timer != nullptr) {
+        m_fps = fps;
+        m_timer->setInterval(1000 / fps);
+        m_timer->start();
+    }
+}

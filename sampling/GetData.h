@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QPointF>
+#include <QThread>
+#include <QVector>
+#include <atomic>
+
+class QTimer;
+struct SampleFrame;
+
+// The display-side worker: a thread whose timer, fps times a second, takes the frames the current
+// time base shows out of the queue (thinned to about 10000 points per variable) and emits them.
+class GetData : public QThread {
+    Q_OBJECT
+public:
+    explicit GetData(QObject* parent = nullptr);
+    ~GetData() override;
+
+    // Quits the event loop and waits at most 500 ms.
+    void Stop();
+    bool IsRunning() const { return m_running.load(); }
+    // Asks for one more batch at once (scrolling, a scaling change), from any thread.
+    void Redeliver();
+
+    // One drain of the queue into per-variable point series (also used by tests and benchmarks).
+    static void Drain(QVector<QVector<QPointF>>& dataValue, bool running);
+    // The point a frame entry becomes: x = the time's low 32 bits as a signed number, y = the value.
+    static QPointF PointOf(const SampleFrame& frame, int index);
+    static void RegisterMetaTypes();
+
+signals:
+    void DataSignal(QVector<QVector<QPointF>> data_value, QVector<QVector<float>> math_value);
+
+protected:
+    void run() override;
+
+private:
+    void Tick();
+
+    QTimer* m_timer = nullptr;
+    int m_fps = 15;
+    std::atomic<bool> m_running{false};
+};

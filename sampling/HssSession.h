@@ -1,0 +1,38 @@
+#pragma once
+
+#include "FrameQueue.h"
+
+#include <cstdint>
+
+// What the reader thread hands to a sampling session.
+struct HssConfig {
+    uint32_t reserved = 0;
+    uint32_t startField = 1;
+    uint32_t period = 20;
+    uint32_t count = 0;
+    uint32_t address[kMaxVars] = {};
+    uint32_t size[kMaxVars] = {};
+    int32_t typeCode[kMaxVars] = {};
+    FrameQueue* queue = nullptr;
+};
+
+constexpr uint32_t kHssMaxSamplesPerRead = 10000;
+
+int hssStop();
+// One read request; with gdbMutex held. 0 and the announced count, or an error code. With 0 and a
+// count of 1 or more, the mutex is still held and the raw sample bytes wait in the stream.
+int hssReadOnce(uint32_t* count);
+// The whole session: returns its end code (-1, 3, 4 or a server's refusal).
+int hssSession(const HssConfig& config);
+// Turns n raw samples of `blockSize` bytes each into frames pushed into the config's queue.
+int decodeSamples(uint32_t blockSize, const uint8_t* data, const HssConfig& config, uint32_t n);
+// The start command text for the configuration; empty when it would not fit its buffer.
+bool hssFormatStart(const HssConfig& config, char* out, size_t capacity);
+size_t hssStartCommandLength(const HssConfig& config);
+
+// Session counters, process-wide.
+uint64_t hssSampleCounter();
+// The empty-read state and counter outlive a session: a session that ended with 4 leaves the
+// counter at 15, so the next one ends at its first empty read.
+int hssEmptyReadCounter();
+void hssResetForTests();

@@ -1,0 +1,108 @@
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+// A scriptable GDB server on loopback for protocol tests. It accepts one connection at a time,
+// acknowledges each packet and answers from a handler. By default it behaves like a target with
+// high-speed sampling: it keeps a little memory, answers Start/Read/Stop and streams sample records
+// from a generator after each read reply.
+class FakeGdbServer {
+public:
+    // What the server does with one received packet.
+    struct Reply {
+        std::string ack = "+";                // sent first; empty sends none
+        std::vector<std::string> chunks;      // sent in order, each in its own send call
+        bool close = false;                   // close the connection after sending
+        bool silent = false;                  // send nothing at all from now on
+    };
+    using Handler = std::function<bool(const std::string& command, Reply& reply)>;
+    // Produces the bytes of one sample's variables (not the time stamp) for sample number `index`.
+    using SampleSource = std::function<void(uint64_t index, const std::vector<uint32_t>& sizes, std::string& out)>;
+
+    FakeGdbServer();
+    ~FakeGdbServer();
+
+    uint16_t port() const { return m_port; }
+
+    // Runs before the built-in behaviour; returning true means the handler has filled the reply.
+    void setHandler(Handler handler);
+    void setSampleSource(SampleSource source);
+    // Samples announced by each read (at most what the client asks for); 0 answers "OK,00000000".
+    void setSamplesPerRead(uint32_t n) { m_samplesPerRead = n; }
+    // Time stamp of sample i is firstStamp + i * stampStep (32-bit, wrapping).
+    void setStamps(uint32_t first, uint32_t step) {
+        m_firstStamp = first;
+        m_stampStep = step;
+    }
+    // Every sample record and reply packet goes out in chunks of this many bytes (0: one send).
+    void setSplit(size_t bytes) { m_split = bytes; }
+    void setQSupportedReply(const std::string& reply) { m_qSupported = reply; }
+    // Stop answering reads after this many (they get no reply and no ack).
+    void setSilentAfterReads(int n) { m_silentAfterReads = n; }
+    // Close the connection instead of answering read number n + 1.
+    void setCloseAfterReads(int n) { m_closeAfterReads = n; }
+
+    // Sends raw bytes to the connected client now.
+    void sendRaw(const std::string& bytes);
+
+    std::vector<std::string> commands() const;
+    // Every byte the client has sent, in order.
+    std::string rawReceived() const;
+    // Waits until a command starting with `prefix` has arrived; false after the deadline.
+    bool waitForCommand(const std::string& prefix, int timeoutMs) const;
+    int countCommands(const std::string& prefix) const;
+    uint32_t readsServed() const { return m_reads.load(); }
+    uint64_t samplesSent() const { return m_samplesSent.load(); }
+    int connections() const { return m_connections.load(); }
+    // Memory as written by "M" packets.
+    std::map<uint32_t, uint8_t> memory() const;
+    // Bytes the client sent that were not packets or acknowledgements ("+" counted separately).
+    int acksReceived() const { return m_acks.load(); }
+
+    static std::string frame(const std::string& payload);
+
+private:
+    void serve();
+    void handleConnection(int fd);
+    void answer(int fd, const std::string& command, bool& closeNow);
+    bool builtIn(const std::string& command, Reply& reply);
+    void sendAll(int fd, const std::string& bytes);
+
+    int m_listen = -1;
+    uint16_t m_port = 0;
+    std::thread m_thread;
+    std::atomic<bool> m_quit{false};
+    std::atomic<int> m_client{-1};
+
+    mutable std::mutex m_mutex;
+    mutable std::condition_variable m_cv;
+    std::vector<std::string> m_commands;
+    std::string m_raw;
+    std::map<uint32_t, uint8_t> m_memory;
+    Handler m_handler;
+    SampleSource m_source;
+
+    std::vector<uint32_t> m_sizes;
+    bool m_sampling = false;
+    uint64_t m_nextSample = 0;
+    std::atomic<uint32_t> m_samplesPerRead{100};
+    std::atomic<uint32_t> m_firstStamp{0};
+    std::atomic<uint32_t> m_stampStep{20};
+    std::atomic<size_t> m_split{0};
+    std::string m_qSupported = "PacketSize=4000;qXfer:features:read+";
+    std::atomic<int> m_silentAfterReads{-1};
+    std::atomic<int> m_closeAfterReads{-1};
+    std::atomic<bool> m_silent{false};
+    std::atomic<uint32_t> m_reads{0};
+    std::atomic<uint64_t> m_samplesSent{0};
+    std::atomic<int> m_connections{0};
+    std::atomic<int> m_acks{0};
+};
