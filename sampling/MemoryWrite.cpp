@@ -40,7 +40,7 @@ int writeMemory(const WriteRequest& request) {
         uint32_t remaining = request.size[e];
         uint32_t address = request.address[e];
         uint32_t word = request.value[e];
-        const uint8_t* data = reinterpret_cast<const uint8_t*>(&word);
+        const uint8_t* bytes = reinterpret_cast<const uint8_t*>(&word);
         bool abandoned = false;
         while (remaining > 0 && !abandoned) {
             const uint32_t chunk = remaining < 512 ? remaining : 512;
@@ -49,11 +49,13 @@ int writeMemory(const WriteRequest& request) {
             const int len = std::snprintf(packet, 255, "M%x,%x:", address, chunk);
             if (len < 0 || len > 255)
                 return reportFailure(-1);
-            // Bytes beyond the value word (never asked for by an edit) are not read.
+            // Only the value word's own bytes exist; an edit never asks for more than its four.
             size_t at = static_cast<size_t>(len);
-            for (uint32_t b = 0; b < chunk && b < sizeof word && at + 2 < sizeof packet; ++b) {
-                packet[at++] = hex[data[b] >> 4];
-                packet[at++] = hex[data[b] & 0xf];
+            const uint32_t done = request.size[e] - remaining;
+            for (uint32_t b = 0; b < chunk && done + b < sizeof word && at + 2 < sizeof packet; ++b) {
+                const uint8_t byte = bytes[done + b];
+                packet[at++] = hex[byte >> 4];
+                packet[at++] = hex[byte & 0xf];
             }
             packet[at] = '\0';
 
@@ -76,7 +78,6 @@ int writeMemory(const WriteRequest& request) {
             mutex.unlock();
             std::free(reply);
             address += chunk;
-            data += chunk;
             remaining -= chunk;
         }
     }

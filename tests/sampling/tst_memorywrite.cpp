@@ -1,0 +1,126 @@
+// Writing edited values into target memory: conversion, packet bytes, failures, and writes during sampling.
+#include "Acquisition.h"
+#include "FakeGdbServer.h"
+#include "GdbTransport.h"
+#include "HssSession.h"
+#include "MemoryWrite.h"
+#include "WatchList.h"
+
+#include <QtTest>
+
+class MemoryWriteTest : public QObject {
+    Q_OBJECT
+private slots:
+    void init() {
+        gdbResetForTests();
+        hssResetForTests();
+    }
+    void cleanup() {
+        if (samplingRunning())
+            stopSampling();
+        gdbMutex().releaseAll();
+        gdbResetForTests();
+    }
+
+    void packetBytes_data();
+    void packetBytes();
+    void chunksOf512();
+    void errorReplyIsReported();
+    void writeLandsBetweenTwoReads();
+};
+
+void MemoryWriteTest::packetBytes_data() {
+    QTest::addColumn<uint>("address");
+    QTest::addColumn<QString>("type");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("packet");
+    QTest::newRow("float takes an integer") << 0x20000010u << "float" << "2" << "M20000010,4:02000000";
+    QTest::newRow("float 2.5 does not parse") << 0x20000010u << "float" << "2.5" << "M20000010,4:00000000";
+    QTest::newRow("float 3 is integer bits") << 0x20000010u << "float" << "3" << "M20000010,4:03000000";
+    QTest::newRow("int -1") << 0x20000000u << "int" << "-1" << "M20000000,4:ffffffff";
+    QTest::newRow("int 7.9 truncates") << 0x20000000u << "int" << "7.9" << "M20000000,4:07000000";
+    QTest::newRow("int -2.9 truncates toward zero") << 0x20000000u << "int" << "-2.9" << "M20000000,4:feffffff";
+    QTest::newRow("char writes four bytes") << 0x20000001u << "char" << "65" << "M20000001,4:41000000";
+    QTest::newRow("unknown type as float text") << 0x2000abcdu << "double" << "300.75" << "M2000abcd,4:2c010000";
+    QTest::newRow("address zero") << 0u << "short" << "1" << "M0,4:01000000";
+    QTest::newRow("high address") << 0x80001234u << "int" << "16" << "M80001234,4:10000000";
+}
+
+void MemoryWriteTest::packetBytes() {
+    QFETCH(uint, address);
+    QFETCH(QString, type);
+    QFETCH(QString, text);
+    QFETCH(QString, packet);
+    FakeGdbServer server;
+    QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
+    QCOMPARE(writeEditedValue(address, type, text), 0);
+    const auto commands = server.commands();
+    QCOMPARE(commands.size(), size_t(1));
+    QCOMPARE(QString::fromStdString(commands[0]), packet);
+    QCOMPARE(gdbMutex().depth(), 0);
+}
+
+void MemoryWriteTest::chunksOf512() {
+    FakeGdbServer server;
+    QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
+    WriteRequest request;
+    request.count = 1;
+    request.address[0] = 0x1000;
+    request.size[0] = 1200;
+    request.value[0] = 0x04030201;
+    QCOMPARE(writeMemory(request), 0);
+    const auto commands = server.commands();
+    QCOMPARE(commands.size(), size_t(3));
+    QVERIFY(QString::fromStdString(commands[0]).startsWith("M1000,200:01020304"));
+    QVERIFY(QString::fromStdString(commands[1]).startsWith("M1200,200:"));
+    QVERIFY(QString::fromStdString(commands[2]).startsWith("M1400,b0:"));
+}
+
+void MemoryWriteTest::errorReplyIsReported() {
+    FakeGdbServer server;
+    server.setHandler([](const std::string& c, FakeGdbServer::Reply& r) {
+        if (c[0] != 'M')
+            return false;
+        r.chunks = {FakeGdbServer::frame("E01")};
+        return true;
+    });
+    QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
+    QCOMPARE(writeEditedValue(0x20000000, "int", "5"), int('e' - 'o'));
+    // The channel stays with this thread; being recursive, the next write from it still goes out.
+    QCOMPARE(gdbMutex().depth(), 1);
+    QCOMPARE(writeEditedValue(0x20000000, "int", "6"), int('e' - 'o'));
+    QCOMPARE(server.countCommands("M"), 2);
+}
+
+void MemoryWriteTest::writeLandsBetweenTwoReads() {
+    FakeGdbServer server;
+    server.setSamplesPerRead(50);
+    setSamplingTarget("127.0.0.1", server.port());
+    VarParser::VarDes v;
+    v.name = "amplitude";
+    v.address = "20000040";
+    v.type = "int";
+    v.size = 4;
+    QCOMPARE(startSampling({v}), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(server.readsServed() >= 3, 10000);
+    QCOMPARE(writeEditedValue(0x20000040, "int", "1234"), 0);
+    const uint32_t readsAtWrite = server.readsServed();
+    QTRY_VERIFY_WITH_TIMEOUT(server.readsServed() >= readsAtWrite + 3, 10000);
+    QCOMPARE(stopSampling(), 0);
+
+    const auto memory = server.memory();
+    QCOMPARE(int(memory.at(0x20000040)), 0xd2);
+    QCOMPARE(int(memory.at(0x20000041)), 0x04);
+    QCOMPARE(int(memory.at(0x20000043)), 0x00);
+    const auto commands = server.commands();
+    size_t at = 0;
+    while (commands[at][0] != 'M')
+        ++at;
+    QCOMPARE(QString::fromStdString(commands[at]), QString("M20000040,4:d2040000"));
+    QVERIFY(QString::fromStdString(commands[at - 1]).startsWith("qSeggerHSS:Read:"));
+    QVERIFY(QString::fromStdString(commands[at + 1]).startsWith("qSeggerHSS:Read:"));
+    QVERIFY(samplingResult() == 0);
+}
+
+QTEST_GUILESS_MAIN(MemoryWriteTest)
+#include "tst_memorywrite.moc"
