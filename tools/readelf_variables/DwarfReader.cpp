@@ -212,6 +212,12 @@ bool ScanSections(Elf* elf, LoadedRanges* ranges, bool* hasDebugInfo) {
     return true;
 }
 
+// The reason of the last libdw failure; some failures set none.
+QString DwarfError() {
+    const int code = dwarf_errno();
+    return code != 0 ? QString::fromUtf8(dwarf_errmsg(code)) : QStringLiteral("no usable compilation unit");
+}
+
 } // namespace
 
 int ReadElfVariables(const QString& elfPath, const ElfExtractOptions& options,
@@ -245,8 +251,7 @@ int ReadElfVariables(const QString& elfPath, const ElfExtractOptions& options,
     }
     file.dwarf = dwarf_begin_elf(file.elf, DWARF_C_READ, nullptr);
     if (file.dwarf == nullptr) {
-        *error = QStringLiteral("cannot read the debug information of '%1': %2")
-                     .arg(elfPath, QString::fromUtf8(dwarf_errmsg(-1)));
+        *error = QStringLiteral("cannot read the debug information of '%1': %2").arg(elfPath, DwarfError());
         return -1;
     }
 
@@ -263,8 +268,8 @@ int ReadElfVariables(const QString& elfPath, const ElfExtractOptions& options,
             break;
         }
         if (rc < 0) {
-            *error = QStringLiteral("cannot read the debug information of '%1': %2")
-                         .arg(elfPath, QString::fromUtf8(dwarf_errmsg(-1)));
+            *error =
+                QStringLiteral("cannot read the debug information of '%1': %2").arg(elfPath, DwarfError());
             return -1;
         }
         unit = next;
@@ -276,8 +281,8 @@ int ReadElfVariables(const QString& elfPath, const ElfExtractOptions& options,
         group.name = unitName != nullptr ? FileName(unitName) : QStringLiteral("?");
         UnitWalker walker(ranges, &leaves, &group);
         if (!walker.WalkChildren(&unitDie, QString())) {
-            *error = QStringLiteral("cannot read the debug information of '%1' (unit %2): %3")
-                         .arg(elfPath, group.name, QString::fromUtf8(dwarf_errmsg(-1)));
+            *error = QStringLiteral("cannot read the debug information of '%1' (in unit '%2'): %3")
+                         .arg(elfPath, group.name, DwarfError());
             return -1;
         }
         if (!group.vars.isEmpty()) {
