@@ -15,6 +15,7 @@ DragableRowsTable::DragableRowsTable(QWidget* parent) : QTableWidget(parent) {
 void DragableRowsTable::SetSortableColumns(ColumnSet* columns) {
     m_sortableColumns = columns;
     QHeaderView* header = horizontalHeader();
+    disconnect(header, &QHeaderView::sectionClicked, this, nullptr); // handing in a new hash re-wires
     connect(header, &QHeaderView::sectionClicked, this, &DragableRowsTable::slotHeaderClicked);
     // Every column sorts on a click; the hash only decides whether the indicator shows.
     connect(header, &QHeaderView::sectionClicked, this,
