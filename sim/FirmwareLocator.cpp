@@ -1,0 +1,21 @@
+#include "FirmwareLocator.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace Sim {
+
+QString DefaultFirmwarePath(const QString& programDir) {
+    const QStringList candidates = {
+        QDir(programDir).filePath(QStringLiteral("demo.elf")),
+        QDir(programDir).filePath(QStringLiteral("../share/tidewatch/demo.elf")),
+        QStringLiteral(TIDEWATCH_DEMO_ELF),
+    };
+    for (const QString& path : candidates) {
+        if (QFileInfo(path).isFile())
+            return QDir::cleanPath(path);
+    }
+    return {};
+}
+
+} // namespace Sim

@@ -1,0 +1,55 @@
+// tidewatch-sim: a RISC-V target without hardware, served over the GDB remote protocol.
+#include "FaultPlan.h"
+#include "FirmwareLocator.h"
+#include "Simulator.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <cstdio>
+
+int main(int argc, char* argv[]) {
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("tidewatch-sim"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral(
+            "Runs a bare-metal RV32 firmware in QEMU and serves it over the GDB remote protocol on "
+            "127.0.0.1, with high-speed sampling (qSeggerHSS) done here, so the firmware never "
+            "stops.\n\n") +
+        Sim::FaultPlan::Help());
+    parser.addHelpOption();
+    parser.addPositionalArgument(QStringLiteral("elf"),
+                                 QStringLiteral("Firmware ELF (default: the demo firmware)."),
+                                 QStringLiteral("[elf]"));
+    const QCommandLineOption portOption(
+        QStringLiteral("port"), QStringLiteral("TCP port on 127.0.0.1 (default 3333; 0 picks a free one)."),
+        QStringLiteral("port"), QStringLiteral("3333"));
+    const QCommandLineOption qemuOption(
+        QStringLiteral("qemu"), QStringLiteral("Emulator program (default qemu-system-riscv32 on PATH)."),
+        QStringLiteral("program"), QStringLiteral("qemu-system-riscv32"));
+    const QCommandLineOption faultOption(QStringLiteral("fault"),
+                                         QStringLiteral("Inject a fault (see the list above); repeatable."),
+                                         QStringLiteral("mode"));
+    parser.addOptions({portOption, qemuOption, faultOption});
+    parser.process(app);
+
+    Sim::SimOptions options;
+    bool portOk = false;
+    const uint port = parser.value(portOption).toUInt(&portOk);
+    if (!portOk || port > 65535) {
+        std::fprintf(stderr, "tidewatch-sim: invalid port '%s'\n", qPrintable(parser.value(portOption)));
+        return 2;
+    }
+    options.port = static_cast<std::uint16_t>(port);
+    options.qemuProgram = parser.value(qemuOption);
+    options.faults = parser.values(faultOption);
+    const QStringList positional = parser.positionalArguments();
+    options.elfPath = positional.isEmpty() ? Sim::DefaultFirmwarePath(QCoreApplication::applicationDirPath())
+                                           : positional.first();
+    if (options.elfPath.isEmpty()) {
+        std::fprintf(stderr, "tidewatch-sim: the demo firmware demo.elf was not found; name an ELF file\n");
+        return 2;
+    }
+    return Sim::RunSimulator(options);
+}
