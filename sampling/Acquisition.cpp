@@ -1,5 +1,6 @@
 #include "Acquisition.h"
 
+#include "Console.h"
 #include "CommonCfg.h"
 #include "GdbTransport.h"
 #include "HssSession.h"
@@ -77,8 +78,7 @@ void* readerThreadMain(void*) {
 int startSampling(const QVector<VarParser::VarDes>& vars) {
     g_startFailure = 0;
     if (vars.isEmpty()) {
-        std::printf("error\n");
-        std::fflush(stdout);
+        consolePrint("error\n");
         return -1;
     }
     if (gdbConnect(g_host.constData(), g_port) != 0 || gdbHandshake() != 0) {
@@ -116,8 +116,7 @@ int startSampling(const QVector<VarParser::VarDes>& vars) {
     }
     const int rc = pthread_create(&g_reader, nullptr, &readerThreadMain, nullptr);
     if (rc != 0) {
-        const int printed = std::printf("ReadGDB pthread_create is error %d", rc);
-        std::fflush(stdout);
+        const int printed = consolePrint("ReadGDB pthread_create is error %d", rc);
         return printed;
     }
     g_readerStarted = true;
@@ -132,8 +131,7 @@ int stopSampling() {
             pthread_join(g_reader, nullptr);
         } else {
             // Stuck where cancellation cannot reach: leave it to finish on its own.
-            std::printf("LOG>>reader thread did not stop in time\n");
-            std::fflush(stdout);
+            consolePrint("LOG>>reader thread did not stop in time\n");
             pthread_detach(g_reader);
         }
         g_readerStarted = false;

@@ -1,5 +1,6 @@
 #include "FrameQueue.h"
 
+#include "Console.h"
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -36,8 +37,7 @@ int FrameQueue::init() {
     if (m_storage == nullptr)
         m_storage = static_cast<SampleFrame*>(std::malloc(sizeof(SampleFrame) * kQueueCapacity));
     if (m_storage == nullptr) {
-        std::printf("queue is error!!\n");
-        std::fflush(stdout);
+        consolePrint("queue is error!!\n");
         return -1;
     }
     std::memset(static_cast<void*>(m_storage), 0, sizeof(SampleFrame) * kQueueCapacity);

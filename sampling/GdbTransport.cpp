@@ -1,5 +1,6 @@
 #include "GdbTransport.h"
 
+#include "Console.h"
 #include "NoCase.h"
 #include "Platform.h"
 #include "PlatformSocket.h"
@@ -62,24 +63,21 @@ int gdbConnect(const char* host, uint16_t port) {
     sockaddr_in address;
     std::memset(&address, 0, sizeof address);
     if (!Platform::StartSockets()) {
-        std::printf("    LOG>>Load WinSock Failed ! \r\n");
-        std::fflush(stdout);
+        consolePrint("    LOG>>Load WinSock Failed ! \r\n");
         return -1;
     }
     const int handle = static_cast<int>(::socket(AF_INET, SOCK_STREAM, 0));
     if (handle < 0) {
-        std::printf("    LOG>>socket fail ! \r\n");
-        std::fflush(stdout);
+        consolePrint("    LOG>>socket fail ! \r\n");
         return -1;
     }
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
     address.sin_addr.s_addr = inet_addr(host);
     if (::connect(handle, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-        std::printf("connect fail !\r\n");
+        consolePrint("connect fail !\r\n");
         Platform::CloseSocket(handle);
-        std::printf("LOG>>_Connect failed.\n");
-        std::fflush(stdout);
+        consolePrint("LOG>>_Connect failed.\n");
         return -1;
     }
     g_socket = handle;
@@ -209,8 +207,7 @@ char* gdbReadReply() {
         // Not a complete packet yet. A stray byte at the head is never skipped; once it has filled
         // the buffer the stream is out of step and no reply can follow, so give up instead of spinning.
         if (g_rxFill == kGdbBufferSize) {
-            std::printf("LOG>>reply stream out of step\n");
-            std::fflush(stdout);
+            consolePrint("LOG>>reply stream out of step\n");
             return nullptr;
         }
         if (!receiveInto(g_rxFill))

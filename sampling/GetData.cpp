@@ -1,5 +1,6 @@
 #include "GetData.h"
 
+#include "Console.h"
 #include "CommonCfg.h"
 #include "FrameQueue.h"
 #include "WatchList.h"
@@ -48,8 +49,7 @@ void GetData::Stop() {
     m_running.store(false);
     quit();
     wait(500);
-    std::printf("The getData Thread is exit!!!\n");
-    std::fflush(stdout);
+    consolePrint("The getData Thread is exit!!!\n");
 }
 
 void GetData::Redeliver() {
@@ -74,8 +74,7 @@ QPointF GetData::PointOf(const SampleFrame& frame, int index) {
 void GetData::Drain(QVector<QVector<QPointF>>& dataValue, bool running) {
     FrameQueue& queue = FrameQueue::instance();
     if (queue.displayEmpty() && running) {
-        std::printf("iseh \n");
-        std::fflush(stdout);
+        consolePrint("iseh \n");
         return;
     }
     if (watchList().count == 0)

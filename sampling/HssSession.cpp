@@ -1,5 +1,6 @@
 #include "HssSession.h"
 
+#include "Console.h"
 #include "GdbTransport.h"
 #include "NoCase.h"
 
@@ -90,7 +91,7 @@ int hssReadOnce(uint32_t* count) {
     std::memset(command, 0, sizeof command);
     const int len = std::snprintf(command, sizeof command, "qSeggerHSS:Read:%08x", kHssMaxSamplesPerRead);
     if (len > 256) {
-        std::printf("snprintf_s fail: qSeggerHSS:Read.\n");
+        consolePrint("snprintf_s fail: qSeggerHSS:Read.\n");
         return 3;
     }
     if (gdbSendPacket(command) != 0)
@@ -165,7 +166,7 @@ size_t hssStartCommandLength(const HssConfig& config) {
 bool hssFormatStart(const HssConfig& config, char* out, size_t capacity) {
     int len = std::snprintf(out, capacity, "qSeggerHSS:Start:%x,%x,%x", config.startField, config.period, config.count);
     if (len < 0 || static_cast<size_t>(len) >= capacity) {
-        std::printf("snprintf_s fail: qSeggerHSS:Start.\n");
+        consolePrint("snprintf_s fail: qSeggerHSS:Start.\n");
         return false;
     }
     size_t used = static_cast<size_t>(len);
@@ -173,7 +174,7 @@ bool hssFormatStart(const HssConfig& config, char* out, size_t capacity) {
         len = std::snprintf(out + used, capacity - used, ",%016" PRIx64 ",%x,%x",
                             static_cast<uint64_t>(config.address[i]), config.size[i], 0u);
         if (len < 0 || static_cast<size_t>(len) >= capacity - used) {
-            std::printf("snprintf_s fail: pBlock.\n");
+            consolePrint("snprintf_s fail: pBlock.\n");
             return false;
         }
         used += static_cast<size_t>(len);

@@ -1,5 +1,6 @@
 #include "MemoryWrite.h"
 
+#include "Console.h"
 #include "GdbTransport.h"
 #include "NoCase.h"
 
@@ -10,8 +11,7 @@
 namespace {
 
 int reportFailure(int code) {
-    std::printf("    LOG>>Writing error %d\n", code);
-    std::fflush(stdout);
+    consolePrint("    LOG>>Writing error %d\n", code);
     return code;
 }
 

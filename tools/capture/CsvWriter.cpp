@@ -1,0 +1,34 @@
+#include "CsvWriter.h"
+
+#include <charconv>
+#include <cstring>
+
+void CsvWriter::writeHeader(const QStringList& names) {
+    const QByteArray header = ("time," + names.join(',') + "\n").toUtf8();
+    std::fwrite(header.constData(), 1, static_cast<size_t>(header.size()), m_out);
+}
+
+void CsvWriter::formatFrame(const SampleFrame& frame, std::string& line) {
+    char buffer[64 + kMaxVars * 32];
+    char* at = buffer;
+    char* const end = buffer + sizeof buffer;
+    at = std::to_chars(at, end, frame.time).ptr;
+    for (int i = 0; i < frame.count && i < kMaxVars; ++i) {
+        *at++ = ',';
+        const uint32_t raw = frame.value[i];
+        if (frame.typeCode[i] == 0 || frame.typeCode[i] == 1) {
+            at = std::to_chars(at, end, static_cast<int32_t>(raw)).ptr;
+        } else {
+            float f;
+            std::memcpy(&f, &raw, sizeof f);
+            at = std::to_chars(at, end, f).ptr;
+        }
+    }
+    *at++ = '\n';
+    line.assign(buffer, static_cast<size_t>(at - buffer));
+}
+
+void CsvWriter::writeFrame(const SampleFrame& frame) {
+    formatFrame(frame, m_line);
+    std::fwrite(m_line.data(), 1, m_line.size(), m_out);
+}
