@@ -66,3 +66,15 @@ bool ParseHssRead(const QByteArray& arguments, std::uint32_t* maxSamples) {
 }
 
 } // namespace Sim
+
+namespace Sim {
+QByteArray FormatHssStart(const HssStart& start) {
+    QByteArray text = "qSeggerHSS:Start:" + QByteArray::number(start.flags, 16) + ',' +
+                      QByteArray::number(start.periodUs, 16) + ',' +
+                      QByteArray::number(static_cast<qulonglong>(start.blocks.size()), 16);
+    for (const HssBlock& block : start.blocks)
+        text += ',' + QByteArray::number(static_cast<qulonglong>(block.address), 16).rightJustified(16, '0') +
+                ',' + QByteArray::number(block.size, 16) + ',' + QByteArray::number(block.flags, 16);
+    return text;
+}
+} // namespace Sim

@@ -35,3 +35,8 @@ bool ParseHssStart(const QByteArray& arguments, HssStart* start);
 bool ParseHssRead(const QByteArray& arguments, std::uint32_t* maxSamples);
 
 } // namespace Sim
+
+namespace Sim {
+// The Start packet as a client sends it: "qSeggerHSS:Start:%x,%x,%x" then ",%016x,%x,%x" per block.
+QByteArray FormatHssStart(const HssStart& start);
+} // namespace Sim
