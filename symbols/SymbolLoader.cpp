@@ -1,0 +1,55 @@
+#include "SymbolLoader.h"
+
+#include "ErrorBox.h"
+#include "Platform.h"
+#include "VarParser.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QProcess>
+
+bool RunExtractor(const QString& elfPath) {
+    const QString programDir = QCoreApplication::applicationDirPath();
+    // Never destroyed: an extractor still running after the wait is left to finish.
+    QProcess* process = new QProcess();
+    if (process->state() == QProcess::Running)
+        return !ShowErrorBox(QStringLiteral("Proc is Running"));
+
+    const QStringList arguments{elfPath};
+    QString program = Platform::ExtractorPath(programDir);
+    if (!QFileInfo::exists(program)) {
+        program = Platform::ExtractorFallbackPath();
+        if (!QFileInfo::exists(program) && ShowErrorBox(QStringLiteral("Can't find readelf exe")))
+            return false;
+    }
+
+    process->start(program, arguments, QIODevice::ReadWrite);
+    if (!process->waitForStarted(30000)) {
+        if (ShowErrorBox(QStringLiteral("Create Proc fail")))
+            return false;
+    } else {
+        process->waitForFinished(30000);
+    }
+    return true;
+}
+
+bool LoadSymbolFile() {
+    const QString path = QDir::currentPath() + "/elf.json";
+    const QFileInfo info(path);
+    if (info.exists() && info.isFile()) {
+        VarParser* parser = VarParser::Instance();
+        if (parser == nullptr)
+            return false;
+        parser->Parse(path);
+        return true;
+    }
+    ShowErrorBox(QStringLiteral("file not found!!"));
+    return false;
+}
+
+bool RunExtractorAndLoad(const QString& elfPath) {
+    if (!RunExtractor(elfPath))
+        return false;
+    return LoadSymbolFile();
+}
