@@ -4,6 +4,7 @@
 #include "GdbTransport.h"
 #include "NoCase.h"
 
+#include <atomic>
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
@@ -19,6 +20,7 @@ uint64_t g_accumulated = 0;
 uint64_t g_sampleCounter = 0;
 int g_emptyState = 0;
 int g_emptyCounter = 0;
+std::atomic<uint64_t> g_repliesRead{0};
 
 struct FreeDeleter {
     void operator()(void* p) const { std::free(p); }
@@ -99,6 +101,7 @@ int hssReadOnce(uint32_t* count) {
     CBuffer reply(gdbReadReply());
     if (!reply)
         return 3; // the connection died or fell out of step: nothing more can be read
+    g_repliesRead.fetch_add(1);
 
     if (std::strcmp(reply.get(), "OK,00000000") == 0) {
         if (g_emptyState == 0) {
@@ -287,6 +290,8 @@ int hssSession(const HssConfig& config) {
 uint64_t hssSampleCounter() { return g_sampleCounter; }
 
 int hssEmptyReadCounter() { return g_emptyCounter; }
+
+uint64_t hssRepliesRead() { return g_repliesRead.load(); }
 
 void hssResetForTests() {
     g_lastStamp = UINT64_MAX;

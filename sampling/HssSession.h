@@ -35,4 +35,6 @@ uint64_t hssSampleCounter();
 // The empty-read state and counter outlive a session: a session that ended with 4 leaves the
 // counter at 15, so the next one ends at its first empty read.
 int hssEmptyReadCounter();
+// Read replies received since the process started; any thread may watch it for progress.
+uint64_t hssRepliesRead();
 void hssResetForTests();

@@ -75,7 +75,7 @@ bool parseCaptureOptions(const QStringList& arguments, CaptureOptions& options, 
     const QCommandLineOption output("output", "Write the CSV here instead of standard output.", "FILE");
     const QCommandLineOption set("set", "Once sampling runs, write VALUE into variable NAME (repeatable).",
                                  "NAME=VALUE");
-    const QCommandLineOption stall("stall-timeout", "Give up when no sample arrives for this long (default 5).",
+    const QCommandLineOption stall("stall-timeout", "Give up when the server has not answered for this long (default 5).",
                                    "SEC", "5");
     parser.addOptions({help, host, port, symbols, interval, duration, samples, output, set, stall});
     parser.addPositionalArgument("VARIABLE", "NAME@ADDRESS:TYPE:SIZE (address in hex, e.g. "

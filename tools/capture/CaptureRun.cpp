@@ -5,6 +5,7 @@
 #include "CsvWriter.h"
 #include "FrameQueue.h"
 #include "GdbTransport.h"
+#include "HssSession.h"
 #include "MemoryWrite.h"
 
 #include <chrono>
@@ -85,7 +86,9 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
 
     FrameQueue& queue = FrameQueue::instance();
     const Clock::time_point begin = Clock::now();
-    Clock::time_point lastFrame = begin;
+    // The server counts as answering while read replies keep coming, samples or not.
+    Clock::time_point lastProgress = begin;
+    uint64_t repliesSeen = hssRepliesRead();
     qint64 written = 0;
     bool setsDone = options.sets.isEmpty();
     bool setsOk = true;
@@ -105,8 +108,11 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
 
     for (;;) {
         const int n = drain();
-        if (n > 0)
-            lastFrame = Clock::now();
+        const uint64_t replies = hssRepliesRead();
+        if (n > 0 || replies != repliesSeen) {
+            lastProgress = Clock::now();
+            repliesSeen = replies;
+        }
         if (!setsDone && written > 0) {
             setsOk = applyAssignments(options, err);
             setsDone = true;
@@ -117,7 +123,7 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
             break;
         if (samplingEnded())
             break;
-        if (secondsSince(lastFrame) >= options.stallSeconds) {
+        if (secondsSince(lastProgress) >= options.stallSeconds) {
             stalled = true;
             break;
         }
