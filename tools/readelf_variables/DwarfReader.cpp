@@ -57,10 +57,10 @@ struct ElfFile {
     }
 };
 
-QString FileName(const char* path) {
+QByteArray FileName(const char* path) {
     // Producers on Windows write backslashes; either separator ends the folder part.
-    const QString text = QString::fromUtf8(path);
-    const int cut = qMax(text.lastIndexOf(QLatin1Char('/')), text.lastIndexOf(QLatin1Char('\\')));
+    const QByteArray text(path);
+    const int cut = qMax(text.lastIndexOf('/'), text.lastIndexOf('\\'));
     return text.mid(cut + 1);
 }
 
@@ -107,11 +107,12 @@ bool FixedAddress(Dwarf_Attribute* location, quint64* address) {
 // Walks one compilation unit and collects its variables.
 class UnitWalker {
 public:
-    UnitWalker(const LoadedRanges& ranges, TypeLeaves* leaves, ElfVariableGroup* group)
-        : m_ranges(ranges), m_leaves(leaves), m_group(group) {}
+    UnitWalker(const LoadedRanges& ranges, TypeLeaves* leaves, ElfVariableGroup* group,
+               ElfExtractStats* stats)
+        : m_ranges(ranges), m_leaves(leaves), m_group(group), m_stats(stats) {}
 
     // False when the unit's tree cannot be read.
-    bool WalkChildren(Dwarf_Die* parent, const QString& prefix) {
+    bool WalkChildren(Dwarf_Die* parent, const QByteArray& prefix) {
         Dwarf_Die child;
         const int rc = dwarf_child(parent, &child);
         if (rc != 0) {
@@ -127,7 +128,7 @@ public:
     }
 
 private:
-    bool Visit(Dwarf_Die* die, const QString& prefix) {
+    bool Visit(Dwarf_Die* die, const QByteArray& prefix) {
         switch (dwarf_tag(die)) {
         case DW_TAG_variable:
             AddVariable(die, prefix);
@@ -137,8 +138,10 @@ private:
         case DW_TAG_namespace: {
             // Statics of a function are listed as "function::name", as a debugger spells them.
             const char* name = IntegratedName(die);
-            const QString inner =
-                name != nullptr ? prefix + QString::fromUtf8(name) + QStringLiteral("::") : prefix;
+            QByteArray inner = prefix;
+            if (name != nullptr) {
+                inner.append(name).append("::");
+            }
             return WalkChildren(die, inner);
         }
         case DW_TAG_lexical_block:
@@ -150,7 +153,7 @@ private:
         }
     }
 
-    void AddVariable(Dwarf_Die* die, const QString& prefix) {
+    void AddVariable(Dwarf_Die* die, const QByteArray& prefix) {
         Dwarf_Attribute location;
         quint64 address = 0;
         if (dwarf_attr(die, DW_AT_location, &location) == nullptr || !FixedAddress(&location, &address) ||
@@ -164,22 +167,34 @@ private:
             dwarf_formref_die(&typeAttr, &type) == nullptr) {
             return;
         }
-        const QString fullName = prefix + QString::fromUtf8(name);
-        // An inlined function may describe the same static more than once.
-        const QString identity = fullName + QLatin1Char('@') + QString::number(address, 16);
-        if (m_seen.contains(identity)) {
+        const QByteArray fullName = prefix + name;
+        // An inlined function may describe the same static more than once; a unit's own variables
+        // have one defining entry each.
+        if (!prefix.isEmpty()) {
+            const std::pair<QByteArray, quint64> identity(fullName, address);
+            if (m_seen.contains(identity)) {
+                return;
+            }
+            m_seen.insert(identity);
+        }
+        static const QByteArray global = QByteArrayLiteral("global");
+        static const QByteArray local = QByteArrayLiteral("static");
+        ElfVariable var;
+        var.leaves = m_leaves->LeavesOf(&type, m_stats);
+        if (var.leaves.isEmpty()) {
             return;
         }
-        m_seen.insert(identity);
-        m_leaves->Expand(&type, fullName, address,
-                         IsExternal(die) ? QStringLiteral("global") : QStringLiteral("static"),
-                         &m_group->vars);
+        var.name = fullName;
+        var.address = address;
+        var.scope = IsExternal(die) ? global : local;
+        m_group->vars.append(var);
     }
 
     const LoadedRanges& m_ranges;
     TypeLeaves* m_leaves;
     ElfVariableGroup* m_group;
-    QSet<QString> m_seen;
+    ElfExtractStats* m_stats;
+    QSet<std::pair<QByteArray, quint64>> m_seen;
 };
 
 // Collects the loaded sections and tells whether the file carries debug information at all.
@@ -255,7 +270,7 @@ int ReadElfVariables(const QString& elfPath, const ElfExtractOptions& options,
         return -1;
     }
 
-    TypeLeaves leaves(options, stats);
+    TypeLeaves leaves(options);
     Dwarf_CU* unit = nullptr;
     for (;;) {
         Dwarf_CU* next = nullptr;
@@ -278,11 +293,11 @@ int ReadElfVariables(const QString& elfPath, const ElfExtractOptions& options,
         }
         const char* unitName = dwarf_diename(&unitDie);
         ElfVariableGroup group;
-        group.name = unitName != nullptr ? FileName(unitName) : QStringLiteral("?");
-        UnitWalker walker(ranges, &leaves, &group);
-        if (!walker.WalkChildren(&unitDie, QString())) {
+        group.name = unitName != nullptr ? FileName(unitName) : QByteArrayLiteral("?");
+        UnitWalker walker(ranges, &leaves, &group, stats);
+        if (!walker.WalkChildren(&unitDie, QByteArray())) {
             *error = QStringLiteral("cannot read the debug information of '%1' (in unit '%2'): %3")
-                         .arg(elfPath, group.name, DwarfError());
+                         .arg(elfPath, QString::fromUtf8(group.name), DwarfError());
             return -1;
         }
         if (!group.vars.isEmpty()) {

@@ -1,20 +1,30 @@
 #pragma once
 
-#include <QString>
+#include <QByteArray>
 #include <QVector>
 
-// One sampleable scalar of the firmware: a whole variable, or a leaf of a struct, union or array.
+// Texts are UTF-8 as the debug information holds them; they go to the output without conversion.
+
+// One scalar that can be sampled inside a variable: the variable itself, a member or an element.
+struct ElfLeaf {
+    QByteArray suffix;  // appended to the variable's name: "", ".gain", "[3]", ".pos[1].x"
+    quint64 offset = 0; // from the start of the variable
+    qint64 size = 0;    // bytes
+    QByteArray type;    // "int", "unsigned short", "enum mode", "pointer", ...
+};
+
+// One variable with a fixed address. Variables of one type share one list of leaves, so a firmware
+// with thousands of variables of a few types keeps few lists.
 struct ElfVariable {
-    QString name;        // "counter", "sensor.gain", "table[3]", "func::calls"
-    quint64 address = 0; // where the scalar starts in target memory
-    QString scope;       // "global" (external linkage) or "static"
-    qint64 size = 0;     // bytes
-    QString type;        // "int", "unsigned short", "enum mode", "pointer", ...
+    QByteArray name;     // "counter", "sensor", "func::calls"
+    quint64 address = 0; // where the variable starts in target memory
+    QByteArray scope;    // "global" (external linkage) or "static"
+    QVector<ElfLeaf> leaves;
 };
 
 // The variables of one compilation unit, named by its source file.
 struct ElfVariableGroup {
-    QString name;
+    QByteArray name;
     QVector<ElfVariable> vars;
 };
 

@@ -2,6 +2,7 @@
 
 #include <dwarf.h>
 
+#include <cstdio>
 #include <cstring>
 
 namespace {
@@ -100,26 +101,31 @@ quint64 DimensionCount(Dwarf_Die* subrange) {
     return n < MaxElements ? n : 0;
 }
 
+const QByteArray& PointerName() {
+    static const QByteArray name = QByteArrayLiteral("pointer");
+    return name;
+}
+
 } // namespace
 
-QString TypeLeaves::BaseTypeName(int encoding, qint64 size, const char* dwarfName) {
+QByteArray TypeLeaves::BaseTypeName(int encoding, qint64 size, const char* dwarfName) {
     bool isSigned = false;
     switch (encoding) {
     case DW_ATE_boolean:
-        return QStringLiteral("_Bool");
+        return QByteArrayLiteral("_Bool");
     case DW_ATE_float:
         if (size == 4) {
-            return QStringLiteral("float");
+            return QByteArrayLiteral("float");
         }
         if (size == 8) {
-            return QStringLiteral("double");
+            return QByteArrayLiteral("double");
         }
-        return size > 8 ? QStringLiteral("long double") : QString();
+        return size > 8 ? QByteArrayLiteral("long double") : QByteArray();
     case DW_ATE_signed_char:
     case DW_ATE_unsigned_char:
         // Plain char is its own type whatever its signedness on the target.
         if (size == 1 && dwarfName != nullptr && std::strcmp(dwarfName, "char") == 0) {
-            return QStringLiteral("char");
+            return QByteArrayLiteral("char");
         }
         isSigned = encoding == DW_ATE_signed_char;
         break;
@@ -130,43 +136,37 @@ QString TypeLeaves::BaseTypeName(int encoding, qint64 size, const char* dwarfNam
     case DW_ATE_UTF:
         break;
     default:
-        return QString();
+        return QByteArray();
     }
     switch (size) {
     case 1:
-        return isSigned ? QStringLiteral("signed char") : QStringLiteral("unsigned char");
+        return isSigned ? QByteArrayLiteral("signed char") : QByteArrayLiteral("unsigned char");
     case 2:
-        return isSigned ? QStringLiteral("short") : QStringLiteral("unsigned short");
+        return isSigned ? QByteArrayLiteral("short") : QByteArrayLiteral("unsigned short");
     case 4:
-        return isSigned ? QStringLiteral("int") : QStringLiteral("unsigned int");
+        return isSigned ? QByteArrayLiteral("int") : QByteArrayLiteral("unsigned int");
     case 8:
-        return isSigned ? QStringLiteral("long long") : QStringLiteral("unsigned long long");
+        return isSigned ? QByteArrayLiteral("long long") : QByteArrayLiteral("unsigned long long");
     default:
-        return QString();
+        return QByteArray();
     }
 }
 
-void TypeLeaves::Expand(Dwarf_Die* type, const QString& name, quint64 address, const QString& scope,
-                        QVector<ElfVariable>* out) {
-    m_scope = scope;
-    m_out = out;
-    ExpandType(type, name, address, 0);
-}
-
-void TypeLeaves::AddLeaf(const QString& name, quint64 address, qint64 size, const QString& type) {
-    if (size <= 0 || type.isEmpty()) {
-        return;
+QVector<ElfLeaf> TypeLeaves::LeavesOf(Dwarf_Die* type, ElfExtractStats* stats) {
+    const void* key = type->addr;
+    auto it = m_layouts.find(key);
+    if (it == m_layouts.end()) {
+        Layout layout;
+        ExpandType(type, QByteArray(), 0, 0, &layout);
+        it = m_layouts.insert(key, layout);
     }
-    ElfVariable var;
-    var.name = name;
-    var.address = address;
-    var.scope = m_scope;
-    var.size = size;
-    var.type = type;
-    m_out->append(var);
+    stats->arraysCut += it->stats.arraysCut;
+    stats->bitFields += it->stats.bitFields;
+    return it->leaves;
 }
 
-void TypeLeaves::ExpandType(Dwarf_Die* type, const QString& name, quint64 address, int depth) {
+void TypeLeaves::ExpandType(Dwarf_Die* type, const QByteArray& suffix, quint64 offset, int depth,
+                            Layout* layout) {
     Dwarf_Die die = *type;
     // An anonymous enum is known by the typedef that names it ("typedef enum {...} state_t").
     const char* typedefName = nullptr;
@@ -187,12 +187,14 @@ void TypeLeaves::ExpandType(Dwarf_Die* type, const QString& name, quint64 addres
         return;
     }
 
+    QByteArray typeName;
+    qint64 size = 0;
     switch (dwarf_tag(&die)) {
     case DW_TAG_base_type: {
         Dwarf_Word encoding = 0;
-        const int size = dwarf_bytesize(&die);
+        size = dwarf_bytesize(&die);
         if (UnsignedAttr(&die, DW_AT_encoding, &encoding)) {
-            AddLeaf(name, address, size, BaseTypeName(int(encoding), size, dwarf_diename(&die)));
+            typeName = BaseTypeName(int(encoding), size, dwarf_diename(&die));
         }
         break;
     }
@@ -201,31 +203,38 @@ void TypeLeaves::ExpandType(Dwarf_Die* type, const QString& name, quint64 addres
         if (enumName == nullptr) {
             enumName = typedefName;
         }
-        const QString typeName = enumName != nullptr ? QStringLiteral("enum ") + QString::fromUtf8(enumName)
-                                                     : QStringLiteral("enum");
-        AddLeaf(name, address, dwarf_bytesize(&die), typeName);
+        typeName = QByteArrayLiteral("enum");
+        if (enumName != nullptr) {
+            typeName.append(' ').append(enumName);
+        }
+        size = dwarf_bytesize(&die);
         break;
     }
     case DW_TAG_pointer_type:
     case DW_TAG_reference_type:
     case DW_TAG_rvalue_reference_type:
     case DW_TAG_ptr_to_member_type:
-        AddLeaf(name, address, PointerSize(&die), QStringLiteral("pointer"));
+        typeName = PointerName();
+        size = PointerSize(&die);
         break;
     case DW_TAG_structure_type:
     case DW_TAG_class_type:
     case DW_TAG_union_type:
-        ExpandMembers(&die, name, address, depth);
-        break;
+        ExpandMembers(&die, suffix, offset, depth, layout);
+        return;
     case DW_TAG_array_type:
-        ExpandArray(&die, name, address, depth);
-        break;
+        ExpandArray(&die, suffix, offset, depth, layout);
+        return;
     default:
-        break; // functions, void, complex numbers: nothing to sample
+        return; // functions, void, complex numbers: nothing to sample
+    }
+    if (size > 0 && !typeName.isEmpty()) {
+        layout->leaves.append({suffix, offset, size, typeName});
     }
 }
 
-void TypeLeaves::ExpandMembers(Dwarf_Die* record, const QString& name, quint64 address, int depth) {
+void TypeLeaves::ExpandMembers(Dwarf_Die* record, const QByteArray& suffix, quint64 offset, int depth,
+                               Layout* layout) {
     Dwarf_Die child;
     if (dwarf_child(record, &child) != 0) {
         return;
@@ -236,27 +245,30 @@ void TypeLeaves::ExpandMembers(Dwarf_Die* record, const QString& name, quint64 a
             continue;
         }
         if (dwarf_hasattr(&child, DW_AT_bit_size)) {
-            ++m_stats->bitFields;
+            ++layout->stats.bitFields;
             continue;
         }
         // Static data members live elsewhere and are listed where they are defined.
         if (dwarf_hasattr(&child, DW_AT_declaration) || dwarf_hasattr(&child, DW_AT_external)) {
             continue;
         }
-        quint64 offset = 0;
+        quint64 memberOffset = 0;
         Dwarf_Die memberType;
-        if (!MemberOffset(&child, &offset) || !TypeOf(&child, &memberType)) {
+        if (!MemberOffset(&child, &memberOffset) || !TypeOf(&child, &memberType)) {
             continue;
         }
         // Base classes and anonymous structs or unions add their members at the outer level.
         const char* memberName = tag == DW_TAG_member ? dwarf_diename(&child) : nullptr;
-        const QString leafName =
-            memberName != nullptr ? name + QLatin1Char('.') + QString::fromUtf8(memberName) : name;
-        ExpandType(&memberType, leafName, address + offset, depth + 1);
+        QByteArray leafSuffix = suffix;
+        if (memberName != nullptr) {
+            leafSuffix.append('.').append(memberName);
+        }
+        ExpandType(&memberType, leafSuffix, offset + memberOffset, depth + 1, layout);
     } while (dwarf_siblingof(&child, &child) == 0);
 }
 
-void TypeLeaves::ExpandArray(Dwarf_Die* array, const QString& name, quint64 address, int depth) {
+void TypeLeaves::ExpandArray(Dwarf_Die* array, const QByteArray& suffix, quint64 offset, int depth,
+                             Layout* layout) {
     QVector<quint64> dims;
     Dwarf_Die child;
     if (dwarf_child(array, &child) == 0) {
@@ -275,35 +287,31 @@ void TypeLeaves::ExpandArray(Dwarf_Die* array, const QString& name, quint64 addr
         dwarf_aggregate_size(&element, &elementSize) != 0 || elementSize == 0) {
         return;
     }
+    WalkDimensions(dims, 0, &element, elementSize, suffix, offset, depth, layout);
+}
 
-    // Walks the dimensions in row-major order; `stride` is the size of one index step at `level`.
-    struct Walker {
-        TypeLeaves* self;
-        const QVector<quint64>& dims;
-        Dwarf_Die* element;
-        quint64 elementSize;
-        int depth;
-
-        void Walk(int level, const QString& prefix, quint64 base) {
-            quint64 stride = elementSize;
-            for (int i = level + 1; i < dims.size(); ++i) {
-                stride *= dims[i];
-            }
-            quint64 listed = dims[level];
-            const int limit = self->m_options.arrayLimit;
-            if (limit > 0 && listed > quint64(limit)) {
-                listed = quint64(limit);
-                ++self->m_stats->arraysCut;
-            }
-            for (quint64 i = 0; i < listed; ++i) {
-                const QString leaf = prefix + QLatin1Char('[') + QString::number(i) + QLatin1Char(']');
-                if (level + 1 < dims.size()) {
-                    Walk(level + 1, leaf, base + i * stride);
-                } else {
-                    self->ExpandType(element, leaf, base + i * stride, depth + 1);
-                }
-            }
+// Lists the elements in row-major order, one index per dimension ("[1][2]").
+void TypeLeaves::WalkDimensions(const QVector<quint64>& dims, int level, Dwarf_Die* element,
+                                quint64 elementSize, const QByteArray& suffix, quint64 offset, int depth,
+                                Layout* layout) {
+    quint64 stride = elementSize;
+    for (int i = level + 1; i < dims.size(); ++i) {
+        stride *= dims[i];
+    }
+    quint64 listed = dims[level];
+    if (m_options.arrayLimit > 0 && listed > quint64(m_options.arrayLimit)) {
+        listed = quint64(m_options.arrayLimit);
+        ++layout->stats.arraysCut;
+    }
+    for (quint64 i = 0; i < listed; ++i) {
+        char index[32];
+        std::snprintf(index, sizeof index, "[%llu]", static_cast<unsigned long long>(i));
+        const QByteArray leafSuffix = suffix + static_cast<const char*>(index);
+        if (level + 1 < dims.size()) {
+            WalkDimensions(dims, level + 1, element, elementSize, leafSuffix, offset + i * stride, depth,
+                           layout);
+        } else {
+            ExpandType(element, leafSuffix, offset + i * stride, depth + 1, layout);
         }
-    };
-    Walker{this, dims, &element, elementSize, depth}.Walk(0, name, address);
+    }
 }

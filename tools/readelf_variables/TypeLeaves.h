@@ -2,31 +2,37 @@
 
 #include "ElfVariables.h"
 
+#include <QHash>
+
 #include <elfutils/libdw.h>
 
 // Expands a variable of a DWARF type into its scalar leaves. Typedefs and qualifiers are looked
 // through; structs and unions become "outer.member", arrays "name[i]"; bit-fields and types that have
 // no scalar name (functions, void, complex numbers) give nothing.
+// Each type is walked once and its leaves kept, since firmware declares many variables of one type.
 class TypeLeaves {
 public:
-    TypeLeaves(const ElfExtractOptions& options, ElfExtractStats* stats)
-        : m_options(options), m_stats(stats) {}
+    explicit TypeLeaves(const ElfExtractOptions& options) : m_options(options) {}
 
-    // Appends the leaves of one variable of type `type` starting at `address`.
-    void Expand(Dwarf_Die* type, const QString& name, quint64 address, const QString& scope,
-                QVector<ElfVariable>* out);
+    // The leaves of a variable of type `type`; counts what was left out of it into *stats.
+    QVector<ElfLeaf> LeavesOf(Dwarf_Die* type, ElfExtractStats* stats);
 
     // The name a base type is listed under ("unsigned short", "_Bool", ...), empty when it has none.
-    static QString BaseTypeName(int encoding, qint64 size, const char* dwarfName);
+    static QByteArray BaseTypeName(int encoding, qint64 size, const char* dwarfName);
 
 private:
-    void ExpandType(Dwarf_Die* type, const QString& name, quint64 address, int depth);
-    void ExpandMembers(Dwarf_Die* record, const QString& name, quint64 address, int depth);
-    void ExpandArray(Dwarf_Die* array, const QString& name, quint64 address, int depth);
-    void AddLeaf(const QString& name, quint64 address, qint64 size, const QString& type);
+    struct Layout {
+        QVector<ElfLeaf> leaves;
+        ElfExtractStats stats;
+    };
+
+    void ExpandType(Dwarf_Die* type, const QByteArray& suffix, quint64 offset, int depth, Layout* layout);
+    void ExpandMembers(Dwarf_Die* record, const QByteArray& suffix, quint64 offset, int depth,
+                       Layout* layout);
+    void ExpandArray(Dwarf_Die* array, const QByteArray& suffix, quint64 offset, int depth, Layout* layout);
+    void WalkDimensions(const QVector<quint64>& dims, int level, Dwarf_Die* element, quint64 elementSize,
+                        const QByteArray& suffix, quint64 offset, int depth, Layout* layout);
 
     ElfExtractOptions m_options;
-    ElfExtractStats* m_stats;
-    QString m_scope;
-    QVector<ElfVariable>* m_out = nullptr;
+    QHash<const void*, Layout> m_layouts; // by the type entry's place in the mapped debug information
 };

@@ -87,10 +87,7 @@ int main(int argc, char* argv[]) {
         return Fail(output, error);
     }
 
-    int count = 0;
-    for (const ElfVariableGroup& group : groups) {
-        count += group.vars.size();
-    }
+    const int count = CountLeaves(groups);
     std::printf("readelf_variables: %d variables from %d source files written to %s\n", count,
                 int(groups.size()), qPrintable(QDir::toNativeSeparators(output)));
     if (stats.arraysCut > 0) {
