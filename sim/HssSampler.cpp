@@ -13,8 +13,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 // Below this distance to the next slot the thread spins instead of sleeping: a sleep's wake-up latency
 // would eat short periods.
-constexpr auto SpinWindow = std::chrono::microseconds(150);
-constexpr auto WakeEarly = std::chrono::microseconds(100);
+constexpr auto SpinWindow = std::chrono::microseconds(60);
+constexpr auto WakeEarly = std::chrono::microseconds(50);
 
 std::size_t RingCapacity(std::size_t recordSize) {
     return std::clamp<std::size_t>(HssSampler::RingBytes / recordSize, 1024, HssSampler::MaxRecords);
