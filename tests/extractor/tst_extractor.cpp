@@ -665,6 +665,7 @@ void TestExtractor::badInputLeavesNoList_data() {
     QTest::newRow("empty file") << "empty" << QStringList() << "is not an ELF file";
     QTest::newRow("folder") << "folder" << QStringList() << "is not an ELF file";
     QTest::newRow("ELF without -g") << "nodebug" << QStringList() << "has no debug information";
+    QTest::newRow("object file, not linked") << "object" << QStringList() << "is not a linked program";
     QTest::newRow("bad DWARF version")
         << "badversion" << QStringList() << "cannot read the debug information";
     QTest::newRow("garbled DWARF") << "garbled" << QStringList() << "cannot read the debug information";
@@ -697,6 +698,10 @@ void TestExtractor::badInputLeavesNoList() {
         Variant plain = host;
         plain.flags = QStringList{QStringLiteral("-O0")};
         QVERIFY(Compile(plain, {Fixture("sample.c"), Fixture("other.c")}, elf));
+    } else if (input == QStringLiteral("object")) {
+        Variant object = host;
+        object.flags << QStringLiteral("-c");
+        QVERIFY(Compile(object, {Fixture("other.c")}, elf));
     } else if (input == QStringLiteral("good")) {
         QVERIFY(QFile::copy(BuildOf(QStringLiteral("host-dwarf5")).elf, elf));
     } else if (input == QStringLiteral("badversion") || input == QStringLiteral("garbled")) {

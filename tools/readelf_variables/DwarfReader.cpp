@@ -21,11 +21,7 @@ namespace {
 class LoadedRanges {
 public:
     void Add(quint64 start, quint64 size) { m_ranges.append({start, start + size}); }
-    void AcceptAll() { m_acceptAll = true; }
     bool Contains(quint64 address) const {
-        if (m_acceptAll) {
-            return true;
-        }
         for (const auto& range : m_ranges) {
             if (address >= range.first && address < range.second) {
                 return true;
@@ -36,7 +32,6 @@ public:
 
 private:
     QVector<std::pair<quint64, quint64>> m_ranges;
-    bool m_acceptAll = false;
 };
 
 // Owns the open file, its ELF handle and its DWARF handle.
@@ -199,14 +194,9 @@ private:
 
 // Collects the loaded sections and tells whether the file carries debug information at all.
 bool ScanSections(Elf* elf, LoadedRanges* ranges, bool* hasDebugInfo) {
-    GElf_Ehdr header;
     size_t namesIndex = 0;
-    if (gelf_getehdr(elf, &header) == nullptr || elf_getshdrstrndx(elf, &namesIndex) != 0) {
+    if (elf_getshdrstrndx(elf, &namesIndex) != 0) {
         return false;
-    }
-    // Objects not yet linked have no final addresses to check against.
-    if (header.e_type == ET_REL) {
-        ranges->AcceptAll();
     }
     *hasDebugInfo = false;
     for (Elf_Scn* section = elf_nextscn(elf, nullptr); section != nullptr;
@@ -251,6 +241,21 @@ int ReadElfVariables(const QString& elfPath, const ElfExtractOptions& options,
     file.elf = elf_begin(file.fd, ELF_C_READ_MMAP, nullptr);
     if (file.elf == nullptr || elf_kind(file.elf) != ELF_K_ELF) {
         *error = QStringLiteral("'%1' is not an ELF file").arg(elfPath);
+        return -1;
+    }
+    // An object file's debug information only makes sense once its relocations are applied, and its
+    // variables have no addresses yet: only a linked program can be sampled.
+    GElf_Ehdr header;
+    if (gelf_getehdr(file.elf, &header) == nullptr) {
+        *error =
+            QStringLiteral("'%1' is a damaged ELF file: %2").arg(elfPath, QString::fromUtf8(elf_errmsg(-1)));
+        return -1;
+    }
+    if (header.e_type != ET_EXEC && header.e_type != ET_DYN) {
+        *error =
+            QStringLiteral("'%1' is not a linked program (an object file or core dump?); give the firmware's "
+                           "linked ELF file")
+                .arg(elfPath);
         return -1;
     }
     LoadedRanges ranges;
