@@ -19,6 +19,7 @@ const char* const Description =
     "Left out: bit-fields, variables without a fixed address (locals, register or optimised-out\n"
     "variables, thread-locals), types with no scalar value (functions, complex numbers), and array\n"
     "elements beyond the array limit (see --array-limit).\n"
+    "The file must be a linked program; object files are refused.\n"
     "On failure a message goes to standard error, the exit code is not 0 and no elf.json is left.";
 
 void PrintError(const QString& message) {
@@ -58,7 +59,7 @@ int main(int argc, char* argv[]) {
     if (!parser.parse(QCoreApplication::arguments())) {
         return Fail(output, parser.errorText());
     }
-    if (parser.isSet(QStringLiteral("help"))) {
+    if (parser.isSet(QStringLiteral("help")) || parser.isSet(QStringLiteral("help-all"))) {
         parser.showHelp(0);
     }
     const QStringList args = parser.positionalArguments();
