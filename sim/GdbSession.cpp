@@ -102,8 +102,7 @@ RspResponse GdbSession::Handle(const QByteArray& payload) {
         response.after = RspResponse::After::Close;
         return response;
     }
-    if (response.ack == RspResponse::Ack::Plus && response.after != RspResponse::After::Silence &&
-        !(command == 'k'))
+    if (response.ack == RspResponse::Ack::Plus && response.after != RspResponse::After::Silence)
         response.packets.push_back(reply);
     return response;
 }

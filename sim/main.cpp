@@ -16,7 +16,10 @@ int main(int argc, char* argv[]) {
         QStringLiteral(
             "Runs a bare-metal RV32 firmware in QEMU and serves it over the GDB remote protocol on "
             "127.0.0.1, with high-speed sampling (qSeggerHSS) done here, so the firmware never "
-            "stops.\n\n") +
+            "stops.\n\n"
+            "Sampling: records are a 32-bit little-endian time stamp (microseconds of the monotonic "
+            "clock since Start) and each block's bytes. A Read before Start or after Stop answers "
+            "E01; a Start with a block outside RAM answers E02; m/M outside RAM answer E01.\n\n") +
         Sim::FaultPlan::Help());
     parser.addHelpOption();
     parser.addPositionalArgument(QStringLiteral("elf"),
