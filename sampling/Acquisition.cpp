@@ -22,6 +22,7 @@ pthread_t g_reader;
 bool g_readerStarted = false;
 std::atomic<int> g_samplingResult{0};
 std::atomic<bool> g_ended{false};
+std::atomic<bool> g_sessionBegun{false};
 int g_startFailure = 0;
 
 // The reader signals its own end so that stop can join with a deadline.
@@ -52,8 +53,9 @@ void setSamplingTarget(const QString& host, uint16_t port) {
 void* readerThreadMain(void*) {
     ExitNotice notice;
     int oldState = 0;
-    pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &oldState);
     pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &oldState);
+    // Deferred cancellation, taken only at the engine's own cancellation points.
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &oldState);
 
     const WatchList& list = watchList();
     const HssSettings& settings = hssSettings();
@@ -69,6 +71,7 @@ void* readerThreadMain(void*) {
     }
     config.queue = &FrameQueue::instance();
     config.queue->init();
+    g_sessionBegun.store(true);
 
     g_samplingResult.store(hssSession(config));
     g_ended.store(true);
@@ -110,6 +113,7 @@ int startSampling(const QVector<VarParser::VarDes>& vars) {
 
     g_samplingResult.store(0);
     g_ended.store(false);
+    g_sessionBegun.store(false);
     {
         std::lock_guard<std::mutex> lock(g_exitMutex);
         g_readerExited = false;
@@ -157,3 +161,5 @@ int samplingStartFailure() { return g_startFailure; }
 int samplingResult() { return g_samplingResult.load(); }
 
 bool samplingEnded() { return g_ended.load(); }
+
+bool samplingSessionBegun() { return g_sessionBegun.load(); }

@@ -28,4 +28,7 @@ int samplingResult();
 // True once the reader thread's session has ended by itself (an error or the empty-read limit).
 bool samplingEnded();
 
+// True once the reader thread has its frame queue ready and talks to the server.
+bool samplingSessionBegun();
+
 void* readerThreadMain(void* arg);

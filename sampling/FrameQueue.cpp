@@ -29,11 +29,15 @@ FrameQueue& FrameQueue::instance() {
 }
 
 int FrameQueue::init() {
-    Lock lock(m_mutex);
-    m_displayRead.store(0);
-    m_write.store(0);
-    m_historyRead.store(0);
-    m_lostUnread.store(0);
+    {
+        Lock lock(m_mutex);
+        m_displayRead.store(0);
+        m_write.store(0);
+        m_historyRead.store(0);
+        m_lostUnread.store(0);
+    }
+    // Zeroing 1,000,000 frames takes a while; with the cursors already reset the queue reads as empty
+    // meanwhile, so nobody waits on the lock for it. Only this thread pushes afterwards.
     if (m_storage == nullptr)
         m_storage = static_cast<SampleFrame*>(std::malloc(sizeof(SampleFrame) * kQueueCapacity));
     if (m_storage == nullptr) {

@@ -1,5 +1,7 @@
 #include "GdbMutex.h"
 
+#include "Cancellation.h"
+
 #include <cerrno>
 #include <ctime>
 
@@ -39,7 +41,7 @@ int GdbMutex::lock() {
         if (rc != ETIMEDOUT)
             return -1;
         // A reader waiting for a writer that never lets go must still be cancellable.
-        pthread_testcancel();
+        cancellationPoint();
     }
 }
 

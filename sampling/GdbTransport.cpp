@@ -1,5 +1,6 @@
 #include "GdbTransport.h"
 
+#include "Cancellation.h"
 #include "Console.h"
 #include "NoCase.h"
 #include "Platform.h"
@@ -107,7 +108,7 @@ int gdbRecvRaw(char* buffer, uint16_t capacity) {
     // or a close arrive, like a plain blocking receive.
     for (;;) {
         const int64_t deadline = g_deadlineMs.load();
-        int slice = 200;
+        int slice = 50;
         if (deadline != 0) {
             const int64_t left = deadline - nowMs();
             if (left <= 0)
@@ -119,8 +120,10 @@ int gdbRecvRaw(char* buffer, uint16_t capacity) {
             g_lost.store(true);
             return -1;
         }
-        if (ready == 0)
+        if (ready == 0) {
+            cancellationPoint();
             continue;
+        }
         const long got = Platform::SocketRecv(g_socket, buffer, capacity);
         if (got < 1) {
             g_lost.store(true);

@@ -1,6 +1,7 @@
 #include "HssSession.h"
 
 #include "Console.h"
+#include "Cancellation.h"
 #include "GdbTransport.h"
 #include "NoCase.h"
 
@@ -10,8 +11,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <pthread.h>
-#include <time.h>
 
 namespace {
 
@@ -32,11 +31,6 @@ struct VariableBlock {
     uint32_t size;
     uint32_t flags;
 };
-
-void sleepMs(int ms) {
-    timespec t{ms / 1000, (ms % 1000) * 1000000L};
-    nanosleep(&t, nullptr); // a cancellation point
-}
 
 size_t decimalDigits(uint32_t v) {
     size_t n = 1;
@@ -278,11 +272,11 @@ int hssSession(const HssConfig& config) {
             const int decoded = decodeSamples(blockSize, samples.get(), config, n);
             if (decoded != 0)
                 return decoded;
-            sleepMs(1);
-            pthread_testcancel();
+            cancellableSleepMs(1);
+            cancellationPoint();
         } else {
             // An announcement above the limit is left in the stream with the channel still held.
-            sleepMs(100);
+            cancellableSleepMs(100);
         }
     }
 }

@@ -109,7 +109,8 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
     for (;;) {
         const int n = drain();
         const uint64_t replies = hssRepliesRead();
-        if (n > 0 || replies != repliesSeen) {
+        // The frame ring's set-up before the session begins is not the server's time.
+        if (n > 0 || replies != repliesSeen || !samplingSessionBegun()) {
             lastProgress = Clock::now();
             repliesSeen = replies;
         }
