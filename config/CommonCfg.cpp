@@ -18,6 +18,9 @@ QString CommonCfg::s_browsePath;
 bool CommonCfg::s_optionsMode = false;
 std::atomic<int> CommonCfg::s_runFlag{1};
 QWidget* CommonCfg::s_varTable = nullptr;
+bool CommonCfg::s_chartRefresh = true;
+// The chart starts with its fewest ticks, 10, hence 9 divisions.
+int CommonCfg::s_chartDivisions = 9;
 QString CommonCfg::s_logPath;
 
 QMap<QString, QStringList> CommonCfg::DeviceMap() {
@@ -27,16 +30,42 @@ QMap<QString, QStringList> CommonCfg::DeviceMap() {
     return devices;
 }
 
-QStringList CommonCfg::DebugTools() { return {"openocd(Brightloom-Trace)", "jlink"}; }
+QStringList CommonCfg::DebugTools() {
+    return {"openocd(Brightloom-Trace)", "jlink"};
+}
 
-QStringList CommonCfg::DebugInterfaces() { return {"SWD", "JTAG"}; }
+QStringList CommonCfg::DebugInterfaces() {
+    return {"SWD", "JTAG"};
+}
+
+int CommonCfg::DebugToolFlag(int index) {
+    // The openocd probe is flagged 1, the J-Link 0.
+    static const int flags[] = {1, 0};
+    return (index < 0 || index >= 2) ? -1 : flags[index];
+}
+
+int CommonCfg::DebugInterfaceFlag(int index) {
+    // SWD is flagged 0, JTAG 1.
+    static const int flags[] = {0, 1};
+    return (index < 0 || index >= 2) ? -1 : flags[index];
+}
+
+QStringList CommonCfg::Manufacturers() {
+    return DeviceMap().keys();
+}
+
+QStringList CommonCfg::Devices(const QString& manufacturer) {
+    return DeviceMap().value(manufacturer);
+}
 
 QVector<int> CommonCfg::RateList() {
     static const QVector<int> rates{100, 500, 1000, 2000, 3000, 4000, 5000, 6000, 7000, 8000, 9000, 10000};
     return rates;
 }
 
-QVector<int> CommonCfg::FpsList() { return {1, 2, 5, 10, 15, 20, 25, 30, 40, 50, 60}; }
+QVector<int> CommonCfg::FpsList() {
+    return {1, 2, 5, 10, 15, 20, 25, 30, 40, 50, 60};
+}
 
 QList<QColor> CommonCfg::Palette() {
     static const QList<QColor> palette = [] {
@@ -74,9 +103,10 @@ QString CommonCfg::ErrorText(int code) {
                                                         "between the debugger and the PC ,and then restart "
                                                         "Tidewatch!");
     case 3:
-        return QCoreApplication::translate("CommonCfg", "Debugger connection Fail! Please check the connection "
-                                                        "between the debugger and the PC ,and then restart "
-                                                        "Tidewatch!");
+        return QCoreApplication::translate("CommonCfg",
+                                           "Debugger connection Fail! Please check the connection "
+                                           "between the debugger and the PC ,and then restart "
+                                           "Tidewatch!");
     case 4:
         return QCoreApplication::translate("CommonCfg", "Target connection Fail! Please check the connection "
                                                         "between the debugger and the target board, and then "
@@ -103,7 +133,9 @@ QString CommonCfg::CurrentStepLabel() {
     return (index < 0 || index >= labels.size()) ? QString() : labels[index];
 }
 
-void CommonCfg::InitStartup(const QString& programDir) { s_logPath = programDir + "log.txt"; }
+void CommonCfg::InitStartup(const QString& programDir) {
+    s_logPath = programDir + "log.txt";
+}
 
 void CommonCfg::ResetForTests() {
     s_record = ProjectRecord();
@@ -120,5 +152,7 @@ void CommonCfg::ResetForTests() {
     s_optionsMode = false;
     s_runFlag.store(1);
     s_varTable = nullptr;
+    s_chartRefresh = true;
+    s_chartDivisions = 9;
     s_logPath.clear();
 }

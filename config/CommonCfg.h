@@ -64,11 +64,23 @@ public:
     static int CurveLimit() { return 16; }
     static QWidget* VarTable() { return s_varTable; }
     static void SetVarTable(QWidget* table) { s_varTable = table; }
+    // Chart-refresh flag: while false the data source keeps its points but leaves the curves alone.
+    static bool ChartRefresh() { return s_chartRefresh; }
+    static void SetChartRefresh(bool on) { s_chartRefresh = on; }
+    // Divisions of the time axis (its tick count - 1), set by the chart widget from its width.
+    static int ChartDivisions() { return s_chartDivisions; }
+    static void SetChartDivisions(int divisions) { s_chartDivisions = divisions; }
 
     // Fixed choice tables.
     static QMap<QString, QStringList> DeviceMap();
     static QStringList DebugTools();
     static QStringList DebugInterfaces();
+    // Flags kept for a tool or interface by its list position; -1 outside the list.
+    static int DebugToolFlag(int index);
+    static int DebugInterfaceFlag(int index);
+    // Manufacturers in key order, and the models of one (case-sensitive; empty when unknown).
+    static QStringList Manufacturers();
+    static QStringList Devices(const QString& manufacturer);
     static QVector<int> RateList();
     static QVector<int> FpsList();
     static QList<QColor> Palette();
@@ -109,5 +121,7 @@ private:
     static bool s_optionsMode;
     static std::atomic<int> s_runFlag;
     static QWidget* s_varTable;
+    static bool s_chartRefresh;
+    static int s_chartDivisions;
     static QString s_logPath;
 };

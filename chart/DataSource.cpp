@@ -1,0 +1,191 @@
+#include "DataSource.h"
+
+#include "CommonCfg.h"
+#include "DisplayMath.h"
+#include "FrameRate.h"
+#include "GetData.h"
+#include "MemoryWrite.h"
+#include "WatchList.h"
+
+#include <QDebug>
+#include <QLabel>
+#include <QMetaObject>
+#include <QtCharts/QXYSeries>
+
+using QtCharts::QAbstractSeries;
+using QtCharts::QXYSeries;
+
+DataSource::DataSource(QObject* parent)
+    : QObject(parent), yMax(DisplayMath::kYMaxStart), yMin(DisplayMath::kYMinStart) {
+    worker = new GetData(this);
+    // The worker emits on its own thread; the batch reaches Display on this object's thread.
+    connect(worker, &GetData::DataSignal, this, &DataSource::Display, Qt::QueuedConnection);
+}
+
+DataSource::~DataSource() {
+    worker->Stop();
+    delete worker;
+    worker = nullptr;
+}
+
+void DataSource::SetSeries(const QList<QAbstractSeries*>& series) {
+    m_series.clear();
+    for (QAbstractSeries* s : series)
+        m_series.append(s);
+}
+
+void DataSource::StartAcquisition() {
+    stopped = false;
+    firstDataTime = kNoDataTime;
+    lastDataTime = kNoDataTime;
+    if (!worker->isRunning())
+        worker->start(QThread::TimeCriticalPriority);
+}
+
+void DataSource::StopAcquisition() {
+    worker->Stop();
+}
+
+QVector<QVector<QPointF>> DataSource::Points() const {
+    QMutexLocker lock(&m_dataLock);
+    return points;
+}
+
+QVector<QVector<float>> DataSource::MathValues() const {
+    QMutexLocker lock(&m_dataLock);
+    return mathValues;
+}
+
+QVector<quint32> DataSource::GetVarList() const {
+    return varList;
+}
+
+void DataSource::Update(QAbstractSeries* series, int seriesIndex) {
+    auto* xy = qobject_cast<QXYSeries*>(series);
+    if (xy == nullptr || seriesIndex < 0 || seriesIndex >= points.size() || points[seriesIndex].isEmpty())
+        return;
+    if (seriesIndex == 0)
+        ++updateIndex;
+    if (points[seriesIndex].size() <= updateIndex)
+        updateIndex = 0;
+    xy->replace(points[seriesIndex]);
+}
+
+void DataSource::UpdateAllSeries() {
+    for (int i = 0; i < m_series.size(); ++i)
+        Update(m_series[i], i);
+
+    qint64 rate = 0;
+    if (FrameRate::CountFrame(fpsLabel != nullptr, rate)) {
+        fpsLabel->setText(FrameRate::LabelText(rate));
+        fpsLabel->adjustSize();
+    }
+
+    auto* first = m_series.isEmpty() ? nullptr : qobject_cast<QXYSeries*>(m_series.first());
+    if (first != nullptr && first->count() > 0) {
+        // Times go through a signed integer first: a negative double has no unsigned value.
+        quint64 left = static_cast<quint64>(static_cast<qint64>(first->at(0).x()));
+        const quint64 right =
+            static_cast<quint64>(static_cast<qint64>(first->at(first->count() - 1).x())) + 1;
+        const quint64 step = static_cast<quint64>(CommonCfg::CurrentStepValue()) *
+                             static_cast<quint64>(CommonCfg::ChartDivisions());
+        if (right - left > step)
+            left = right - step;
+        if (CommonCfg::RunFlag() == 0)
+            emit SetXRange(static_cast<double>(left), static_cast<double>(right));
+    }
+    emit SetYRange(static_cast<double>(yMin) - 0.5, static_cast<double>(yMax) + 0.5);
+}
+
+int DataSource::WriteData(quint32 address, const QString& type, const QString& value) {
+    return writeEditedValue(address, type, value);
+}
+
+int DataSource::ScalingIndex(quint32 address) {
+    const WatchList& watch = watchList();
+    int index = 0;
+    for (int i = 0; i < watch.count && i < kMaxVars; ++i) {
+        if (static_cast<quint32>(watch.address[i]) == address)
+            index = i;
+    }
+    return index;
+}
+
+void DataSource::SetLastDataYResolutionAndOffset(quint32 address, int yOffset, double yResolution) {
+    qDebug() << "SetLastDataYResolutionAndOffset addr =" << address << " yo= " << yOffset << " yr "
+             << yResolution;
+    if (CommonCfg::RunFlag() == 0 || stopped)
+        return;
+    SetYResolutionAndOffset(address, yOffset, yResolution);
+    Redeliver();
+}
+
+void DataSource::SetYResolutionAndOffset(quint32 address, int yOffset, double yResolution) {
+    const int index = ScalingIndex(address);
+    WatchList& watch = watchList();
+    watch.offset[index] = static_cast<float>(yOffset);
+    watch.scale[index] = static_cast<float>(yResolution);
+}
+
+void DataSource::UpdateDataByScroll() {
+    Redeliver();
+}
+
+void DataSource::Redeliver() {
+    if (worker->isRunning()) {
+        worker->Redeliver();
+        return;
+    }
+    // No worker thread (sampling stopped): the same drain, on this thread.
+    const int count = watchList().count;
+    QVector<QVector<QPointF>> data(count);
+    GetData::Drain(data, false);
+    Display(data, QVector<QVector<float>>(count));
+}
+
+void DataSource::Display(const QVector<QVector<QPointF>>& data_value,
+                         const QVector<QVector<float>>& math_value) {
+    QVector<QVector<float>> math = math_value;
+    DisplayMath::ScaleBatch(data_value, watchList(), work, math);
+
+    float newMin = 0.0f;
+    float newMax = 0.0f;
+    if (DisplayMath::BatchRange(math, newMin, newMax))
+        DisplayMath::ApplyHysteresis(newMin, newMax, yMin, yMax);
+
+    const WatchList& watch = watchList();
+    varList.resize(data_value.size());
+    for (int i = 0; i < varList.size(); ++i)
+        varList[i] = i < kMaxVars ? static_cast<quint32>(watch.address[i]) : 0u;
+
+    for (const QVector<QPointF>& series : qAsConst(work)) {
+        if (series.isEmpty())
+            continue;
+        if (firstDataTime == kNoDataTime)
+            firstDataTime = static_cast<qint64>(series.first().x());
+        lastDataTime = static_cast<qint64>(series.last().x());
+        break;
+    }
+
+    {
+        QMutexLocker lock(&m_dataLock);
+        points.swap(work);
+        mathValues.swap(math);
+    }
+    work.clear();
+
+    if (CommonCfg::ChartRefresh())
+        UpdateAllSeries();
+    RefreshVarTable();
+}
+
+void DataSource::RefreshVarTable() {
+    // The table registers itself once it exists; it reads Points() and MathValues().
+    QObject* table = CommonCfg::VarTable();
+    if (table != nullptr)
+        QMetaObject::invokeMethod(table, "UpdateVarValue", Qt::DirectConnection);
+}
+
+void DataSource::EmitXBegin(double begin) {
+    emit SetXBegin(qRound(begin));
+}

@@ -1,0 +1,87 @@
+#include "DisplayMath.h"
+
+#include "WatchList.h"
+
+#include <cmath>
+
+namespace DisplayMath {
+
+int32_t TruncToInt32(long double value) {
+    if (!(value > -2147483649.0L && value < 2147483648.0L))
+        return INT32_MIN;
+    return static_cast<int32_t>(value);
+}
+
+double ScaledValue(double y, float scale, float offset, int typeCode) {
+    const long double scaled = static_cast<long double>(y) * scale + offset;
+    if (typeCode > 1)
+        return static_cast<double>(static_cast<float>(scaled));
+    return static_cast<double>(TruncToInt32(scaled));
+}
+
+void ScaleBatch(const QVector<QVector<QPointF>>& in, const WatchList& watch, QVector<QVector<QPointF>>& out,
+                QVector<QVector<float>>& math) {
+    const int count = in.size();
+    out = QVector<QVector<QPointF>>(count);
+    math.resize(count);
+    for (int i = 0; i < count; ++i) {
+        const bool known = i < kMaxVars;
+        const float scale = known ? watch.scale[i] : 1.0f;
+        const float offset = known ? watch.offset[i] : 0.0f;
+        const int typeCode = known ? watch.typeCode[i] : 2;
+        const QVector<QPointF>& source = in[i];
+        QVector<QPointF>& points = out[i];
+        points.reserve(source.size());
+        // An entry the worker already filled is extended, an empty one is seeded by the first value.
+        QVector<float>& extremes = math[i];
+        bool seeded = extremes.size() >= 2;
+        float lo = seeded ? extremes[0] : 0.0f;
+        float hi = seeded ? extremes[1] : 0.0f;
+        for (const QPointF& p : source) {
+            const int32_t time = TruncToInt32(p.x());
+            const double value = ScaledValue(p.y(), scale, offset, typeCode);
+            points.append(QPointF(time, value));
+            const float v = static_cast<float>(value);
+            if (!seeded) {
+                lo = v;
+                hi = v;
+                seeded = true;
+                continue;
+            }
+            if (v < lo)
+                lo = v;
+            if (v > hi)
+                hi = v;
+        }
+        if (seeded)
+            extremes = {lo, hi};
+    }
+}
+
+bool BatchRange(const QVector<QVector<float>>& math, float& min, float& max) {
+    bool seeded = false;
+    for (const QVector<float>& m : math) {
+        if (m.size() < 2)
+            continue;
+        if (!seeded) {
+            min = m[0];
+            max = m[1];
+            seeded = true;
+            continue;
+        }
+        if (m[1] > max)
+            max = m[1];
+        if (m[0] < min)
+            min = m[0];
+    }
+    return seeded;
+}
+
+void ApplyHysteresis(float newMin, float newMax, float& yMin, float& yMax) {
+    if (newMax >= yMax || static_cast<double>(yMax) - newMax > kYHysteresis)
+        yMax = newMax;
+    if (newMin <= yMin || static_cast<double>(newMin) - yMin > kYHysteresis)
+        yMin = newMin;
+}
+
+} // namespace DisplayMath

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QPointF>
+#include <QVector>
+#include <cstdint>
+
+struct WatchList;
+
+// The arithmetic of one display batch: the integer time base, each variable's scaling, the
+// per-variable and overall extremes, and the Y range with its hysteresis.
+namespace DisplayMath {
+
+// Smallest positive normal float: the start of the Y maximum, so that an all-negative signal
+// starts its axis at about zero.
+constexpr float kYMaxStart = 1.17549435e-38f;
+// Largest float: the start of the Y minimum.
+constexpr float kYMinStart = 3.40282347e+38f;
+// Inward changes of the Y range up to this many units are ignored.
+constexpr double kYHysteresis = 2.0;
+
+// Truncation toward zero into a signed 32-bit integer. NaN and values outside the range give
+// INT32_MIN, the pattern the processor's own conversion yields, instead of undefined behaviour.
+int32_t TruncToInt32(long double value);
+
+// Y x scale + offset in extended precision, product first; integer types (codes 0 and 1) are
+// truncated toward zero, the others kept as a float.
+double ScaledValue(double y, float scale, float offset, int typeCode);
+
+// Scales every point of a batch with the watch list's scale, offset and type code by variable
+// index (variables beyond the list are drawn unscaled as floats). X becomes the integer time.
+// `math` is sized to one entry per variable and each entry becomes {smallest, largest} (extending
+// what the entry already held); it stays empty for a variable without points.
+void ScaleBatch(const QVector<QVector<QPointF>>& in, const WatchList& watch, QVector<QVector<QPointF>>& out,
+                QVector<QVector<float>>& math);
+
+// The overall extremes of a batch's per-variable extremes; false when no variable has any.
+bool BatchRange(const QVector<QVector<float>>& math, float& min, float& max);
+
+// Moves the Y range: outward at once, inward only by more than the hysteresis.
+void ApplyHysteresis(float newMin, float newMax, float& yMin, float& yMax);
+
+} // namespace DisplayMath
