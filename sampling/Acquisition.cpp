@@ -2,6 +2,7 @@
 
 #include "Console.h"
 #include "CommonCfg.h"
+#include "Cancellation.h"
 #include "GdbTransport.h"
 #include "HssSession.h"
 #include "WatchList.h"
@@ -52,10 +53,7 @@ void setSamplingTarget(const QString& host, uint16_t port) {
 
 void* readerThreadMain(void*) {
     ExitNotice notice;
-    int oldState = 0;
-    pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &oldState);
-    // Deferred cancellation, taken only at the engine's own cancellation points.
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &oldState);
+    markCancellableThread();
 
     const WatchList& list = watchList();
     const HssSettings& settings = hssSettings();
@@ -73,8 +71,12 @@ void* readerThreadMain(void*) {
     config.queue->init();
     g_sessionBegun.store(true);
 
-    g_samplingResult.store(hssSession(config));
-    g_ended.store(true);
+    try {
+        g_samplingResult.store(hssSession(config));
+        g_ended.store(true);
+    } catch (const ThreadCancelled&) {
+        // Stopped from outside: the session has no end code of its own.
+    }
     return nullptr;
 }
 
@@ -118,6 +120,7 @@ int startSampling(const QVector<VarParser::VarDes>& vars) {
         std::lock_guard<std::mutex> lock(g_exitMutex);
         g_readerExited = false;
     }
+    clearCancellation();
     const int rc = pthread_create(&g_reader, nullptr, &readerThreadMain, nullptr);
     if (rc != 0) {
         const int printed = consolePrint("ReadGDB pthread_create is error %d", rc);
@@ -130,11 +133,11 @@ int startSampling(const QVector<VarParser::VarDes>& vars) {
 int stopSampling() {
     bool cancelledInFlight = false;
     if (g_readerStarted) {
-        pthread_cancel(g_reader);
+        requestCancellation();
         if (waitReaderExit(std::chrono::milliseconds(400))) {
             pthread_join(g_reader, nullptr);
         } else {
-            // Stuck where cancellation cannot reach: leave it to finish on its own.
+            // Stuck where no cancellation point comes: leave it to finish on its own.
             consolePrint("LOG>>reader thread did not stop in time\n");
             pthread_detach(g_reader);
         }

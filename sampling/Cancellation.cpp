@@ -1,13 +1,22 @@
 #include "Cancellation.h"
 
-#include <pthread.h>
+#include <atomic>
 #include <time.h>
 
+namespace {
+std::atomic<bool> g_requested{false};
+thread_local bool t_cancellable = false;
+} // namespace
+
+void markCancellableThread() { t_cancellable = true; }
+
+void requestCancellation() { g_requested.store(true); }
+
+void clearCancellation() { g_requested.store(false); }
+
 void cancellationPoint() {
-    int previous = 0;
-    pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &previous);
-    pthread_testcancel();
-    pthread_setcancelstate(previous, nullptr);
+    if (t_cancellable && g_requested.load())
+        throw ThreadCancelled();
 }
 
 void cancellableSleepMs(int ms) {

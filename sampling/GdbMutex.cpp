@@ -40,7 +40,7 @@ int GdbMutex::lock() {
         }
         if (rc != ETIMEDOUT)
             return -1;
-        // A reader waiting for a writer that never lets go must still be cancellable.
+        // A reader waiting for a writer that never lets go must still be stoppable.
         cancellationPoint();
     }
 }

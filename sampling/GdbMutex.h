@@ -5,7 +5,7 @@
 
 // The recursive mutex that serialises every request/reply exchange on the GDB server channel.
 // Waits are taken in short timed slices with a cancellation point between them, so a reader thread
-// waiting here can still be cancelled; a thread cancelled while holding it gives it up (see
+// waiting here can still be stopped; a thread stopped while holding it gives it up (see
 // GdbMutexCleanup).
 class GdbMutex {
 public:
@@ -28,8 +28,8 @@ private:
     int m_count = 0;             // levels held; touched only by the holder
 };
 
-// Releases the mutex levels the current thread still holds when it leaves the scope, also on
-// thread cancellation (forced unwinding runs destructors).
+// Releases the mutex levels the current thread still holds when it leaves the scope, also when the
+// thread unwinds on cancellation.
 class GdbMutexCleanup {
 public:
     explicit GdbMutexCleanup(GdbMutex& m) : m_mutex(m) {}

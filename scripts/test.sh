@@ -19,6 +19,7 @@ bash scripts/build.sh build-asan -DCMAKE_BUILD_TYPE=Debug -DTIDEWATCH_SANITIZE=a
 
 echo "== TSan build (threaded tests)"
 bash scripts/build.sh build-tsan -DCMAKE_BUILD_TYPE=Debug -DTIDEWATCH_SANITIZE=thread
-(cd build-tsan && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 ctest --output-on-failure -L threaded) || status=1
+(cd build-tsan && TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1 suppressions=$PWD/../tests/tsan.supp" \
+    ctest --output-on-failure -L threaded) || status=1
 
 exit $status
