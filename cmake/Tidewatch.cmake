@@ -25,8 +25,20 @@ function(tidewatch_add_subfolders)
   endforeach()
 endfunction()
 
+# Environment for tests in a sanitizer build: Qt's platform plugins and the system libraries they
+# load leave allocations behind at exit, which the leak checker is told about.
+set(TIDEWATCH_TEST_SANITIZER_ENV "")
+if(TIDEWATCH_SANITIZE STREQUAL "address")
+  set(TIDEWATCH_TEST_SANITIZER_ENV
+    "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp"
+    "ASAN_OPTIONS=fast_unwind_on_malloc=0")
+elseif(TIDEWATCH_SANITIZE STREQUAL "thread")
+  set(TIDEWATCH_TEST_SANITIZER_ENV
+    "TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=${CMAKE_SOURCE_DIR}/tests/tsan.supp")
+endif()
+
 # A QtTest executable registered with CTest. Widget tests run on the offscreen platform.
-#   tidewatch_add_qtest(NAME SOURCES a.cpp ... LIBS tw_x ... [LABELS threaded e2e ...])
+#   tidewatch_add_qtest(NAME SOURCES a.cpp ... LIBS tw_x ... [LABELS threaded e2e ...] [TIMEOUT s])
 function(tidewatch_add_qtest name)
   cmake_parse_arguments(T "" "TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
   add_executable(${name} ${T_SOURCES})
@@ -36,7 +48,29 @@ function(tidewatch_add_qtest name)
     set(T_TIMEOUT 300)
   endif()
   set_tests_properties(${name} PROPERTIES
-    ENVIRONMENT "QT_QPA_PLATFORM=offscreen"
+    ENVIRONMENT "QT_QPA_PLATFORM=offscreen;${TIDEWATCH_TEST_SANITIZER_ENV}"
     LABELS "${T_LABELS}"
     TIMEOUT ${T_TIMEOUT})
+endfunction()
+
+find_program(TIDEWATCH_XVFB_RUN xvfb-run)
+set(TIDEWATCH_SCREENSHOT_DIR ${CMAKE_BINARY_DIR}/screenshots)
+
+# A QtTest executable that shows real windows on the X platform inside xvfb-run and writes its
+# pictures to ${TIDEWATCH_SCREENSHOT_DIR}. Built always; registered only where xvfb-run exists.
+#   tidewatch_add_xvfb_qtest(NAME SOURCES a.cpp ... LIBS tw_x ...)
+function(tidewatch_add_xvfb_qtest name)
+  cmake_parse_arguments(T "" "" "SOURCES;LIBS" ${ARGN})
+  add_executable(${name} ${T_SOURCES})
+  target_link_libraries(${name} PRIVATE Qt5::Test tw_screenshot ${T_LIBS})
+  if(NOT TIDEWATCH_XVFB_RUN)
+    message(STATUS "xvfb-run not found: ${name} is built but not registered")
+    return()
+  endif()
+  add_test(NAME ${name}
+    COMMAND ${TIDEWATCH_XVFB_RUN} -a -s "-screen 0 1280x800x24" $<TARGET_FILE:${name}>)
+  set_tests_properties(${name} PROPERTIES
+    ENVIRONMENT "QT_QPA_PLATFORM=xcb;TIDEWATCH_SCREENSHOT_DIR=${TIDEWATCH_SCREENSHOT_DIR};${TIDEWATCH_TEST_SANITIZER_ENV}"
+    LABELS "widget;xvfb"
+    TIMEOUT 120)
 endfunction()
