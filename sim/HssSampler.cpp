@@ -63,6 +63,11 @@ void HssSampler::Run() {
     ::prctl(PR_SET_TIMERSLACK, 1000UL, 0UL, 0UL, 0UL);
     const auto period = std::chrono::microseconds(m_request.periodUs);
     std::vector<unsigned char> record(m_request.RecordSize());
+    // Resolved once: the map and the mapping do not change during a session. The session checked every
+    // block; one that is not memory anyway reads as zeros rather than touching anything.
+    std::vector<const unsigned char*> sources;
+    for (const HssBlock& block : m_request.blocks)
+        sources.push_back(m_ram.At(block.address, block.size));
     const auto start = Clock::now();
     auto next = start;
     while (WaitUntil(next)) {
@@ -74,9 +79,13 @@ void HssSampler::Run() {
         {
             const auto lock = m_ram.ReadLock();
             unsigned char* out = record.data() + 4;
-            for (const HssBlock& block : m_request.blocks) {
-                std::memcpy(out, m_ram.At(block.address), block.size);
-                out += block.size;
+            for (std::size_t i = 0; i < sources.size(); ++i) {
+                const std::uint32_t size = m_request.blocks[i].size;
+                if (sources[i])
+                    std::memcpy(out, sources[i], size);
+                else
+                    std::memset(out, 0, size);
+                out += size;
             }
         }
         m_ring.Push(record.data());

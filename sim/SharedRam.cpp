@@ -59,22 +59,33 @@ void SharedRam::Close() {
 }
 
 bool SharedRam::Contains(std::uint64_t address, std::uint64_t length) const {
-    return m_data && address >= Base && address - Base <= m_size && length <= m_size - (address - Base);
+    return At(address, length) != nullptr;
+}
+
+bool SharedRam::Offset(std::uint64_t address, std::uint64_t length, std::uint64_t* offset) const {
+    return m_data && TargetMemoryMap(m_size).ToOffset(address, length, offset);
+}
+
+const unsigned char* SharedRam::At(std::uint64_t address, std::uint64_t length) const {
+    std::uint64_t offset = 0;
+    return Offset(address, length, &offset) ? m_data + offset : nullptr;
 }
 
 bool SharedRam::Read(std::uint64_t address, void* destination, std::size_t length) const {
-    if (!Contains(address, length))
+    const unsigned char* source = At(address, length);
+    if (!source)
         return false;
     std::shared_lock<std::shared_mutex> lock(m_lock);
-    std::memcpy(destination, At(address), length);
+    std::memcpy(destination, source, length);
     return true;
 }
 
 bool SharedRam::Write(std::uint64_t address, const void* source, std::size_t length) {
-    if (!Contains(address, length))
+    std::uint64_t offset = 0;
+    if (!Offset(address, length, &offset))
         return false;
     std::unique_lock<std::shared_mutex> lock(m_lock);
-    std::memcpy(m_data + (address - Base), source, length);
+    std::memcpy(m_data + offset, source, length);
     return true;
 }
 

@@ -1,18 +1,21 @@
 #pragma once
 
+#include "TargetMemoryMap.h"
+
 #include <QString>
 #include <cstddef>
 #include <cstdint>
 #include <shared_mutex>
 
 // The guest's RAM, shared with the emulator through a file in /dev/shm: offset 0 is guest physical
-// address Base. Host-side reads and writes never stop the guest; they take a reader/writer lock only
-// among the host's own threads.
+// address Base. Every address taken here is a target address, placed in the file by TargetMemoryMap, so
+// the globals' addresses of the data window work as well as physical ones. Host-side reads and writes
+// never stop the guest; they take a reader/writer lock only among the host's own threads.
 namespace Sim {
 
 class SharedRam {
 public:
-    static constexpr std::uint64_t Base = 0x80000000u;
+    static constexpr std::uint64_t Base = TargetMemoryMap::RamBase;
     static constexpr std::size_t DefaultSize = 128u * 1024u * 1024u;
 
     SharedRam() = default;
@@ -29,19 +32,22 @@ public:
 
     const QString& Path() const { return m_path; }
     std::size_t Size() const { return m_size; }
-    // True when [address, address + length) lies inside the RAM.
+    // True when [address, address + length) is target memory backed by the file.
     bool Contains(std::uint64_t address, std::uint64_t length) const;
 
     bool Read(std::uint64_t address, void* destination, std::size_t length) const;
     bool Write(std::uint64_t address, const void* source, std::size_t length);
 
-    // Direct pointer for callers that copy several ranges under one ReadLock.
-    const unsigned char* At(std::uint64_t address) const { return m_data + (address - Base); }
+    // Direct pointer to [address, address + length) for callers that copy several ranges under one
+    // ReadLock; nullptr when Contains would say false.
+    const unsigned char* At(std::uint64_t address, std::uint64_t length) const;
     std::shared_lock<std::shared_mutex> ReadLock() const {
         return std::shared_lock<std::shared_mutex>(m_lock);
     }
 
 private:
+    bool Offset(std::uint64_t address, std::uint64_t length, std::uint64_t* offset) const;
+
     QString m_path;
     bool m_linked = false;
     unsigned char* m_data = nullptr;

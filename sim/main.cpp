@@ -19,7 +19,9 @@ int main(int argc, char* argv[]) {
             "stops.\n\n"
             "Sampling: records are a 32-bit little-endian time stamp (microseconds of the monotonic "
             "clock since Start) and each block's bytes. A Read before Start or after Stop answers "
-            "E01; a Start with a block outside RAM answers E02; m/M outside RAM answer E01.\n\n") +
+            "E01; a Start with a block outside memory answers E02; m/M outside memory answer E01.\n\n"
+            "Memory: physical RAM from 0x80000000, and the firmware's data window 0x20000000..0x203fffff, "
+            "which its page table maps onto RAM at 0x80400000 (as the demo firmware does).\n\n") +
         Sim::FaultPlan::Help());
     parser.addHelpOption();
     parser.addPositionalArgument(QStringLiteral("elf"),

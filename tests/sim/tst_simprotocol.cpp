@@ -1,8 +1,9 @@
-// Framing, request parsing, the sample ring and the fault list of the simulated target.
+// Framing, request parsing, the sample ring, the fault list and the memory map of the simulated target.
 #include "FaultPlan.h"
 #include "HssRequest.h"
 #include "RspFraming.h"
 #include "SampleRing.h"
+#include "TargetMemoryMap.h"
 
 #include <QtTest>
 
@@ -53,6 +54,8 @@ private slots:
     void ringDropsWhenFull();
     void faultPlan_data();
     void faultPlan();
+    void memoryMap_data();
+    void memoryMap();
 };
 
 void TestSimProtocol::frameBytes_data() {
@@ -247,6 +250,47 @@ void TestSimProtocol::faultPlan() {
              summary);
     for (const QString& value : values)
         QVERIFY(FaultPlan::Help().contains(value.section(QLatin1Char('='), 0, 0)));
+}
+
+void TestSimProtocol::memoryMap_data() {
+    QTest::addColumn<qulonglong>("ramSize");
+    QTest::addColumn<qulonglong>("address");
+    QTest::addColumn<qulonglong>("length");
+    QTest::addColumn<bool>("mapped");
+    QTest::addColumn<qulonglong>("offset");
+    const qulonglong ram = 128u * 1024u * 1024u;
+    QTest::newRow("RAM start") << ram << 0x80000000ull << 4ull << true << 0ull;
+    QTest::newRow("RAM last byte") << ram << 0x87ffffffull << 1ull << true << 0x7ffffffull;
+    QTest::newRow("RAM end crossed") << ram << 0x87fffffeull << 4ull << false << 0ull;
+    QTest::newRow("below RAM") << ram << 0x7ffffffcull << 4ull << false << 0ull;
+    QTest::newRow("window start") << ram << 0x20000000ull << 4ull << true << 0x400000ull;
+    QTest::newRow("a global") << ram << 0x2000003cull << 4ull << true << 0x40003cull;
+    QTest::newRow("window last byte") << ram << 0x203fffffull << 1ull << true << 0x7fffffull;
+    QTest::newRow("window end crossed") << ram << 0x203ffffeull << 4ull << false << 0ull;
+    QTest::newRow("past the window") << ram << 0x20400000ull << 1ull << false << 0ull;
+    QTest::newRow("into the window from below") << ram << 0x1ffffffeull << 4ull << false << 0ull;
+    QTest::newRow("timer") << ram << 0x0200bff8ull << 8ull << false << 0ull;
+    QTest::newRow("null") << ram << 0ull << 4ull << false << 0ull;
+    QTest::newRow("length wraps") << ram << 0x80000010ull << 0xfffffffffffffff8ull << false << 0ull;
+    QTest::newRow("address wraps") << ram << 0xfffffffffffffffcull << 8ull << false << 0ull;
+    QTest::newRow("small RAM, window unbacked") << 0x100000ull << 0x20000000ull << 4ull << false << 0ull;
+    QTest::newRow("small RAM, physical") << 0x100000ull << 0x800ffffcull << 4ull << true << 0xffffcull;
+    QTest::newRow("window half backed") << 0x500000ull << 0x200ffffcull << 4ull << true << 0x4ffffcull;
+    QTest::newRow("window past the backing") << 0x500000ull << 0x200ffffeull << 4ull << false << 0ull;
+}
+
+void TestSimProtocol::memoryMap() {
+    QFETCH(qulonglong, ramSize);
+    QFETCH(qulonglong, address);
+    QFETCH(qulonglong, length);
+    QFETCH(bool, mapped);
+    QFETCH(qulonglong, offset);
+    std::uint64_t actual = 0xdead;
+    QCOMPARE(TargetMemoryMap(ramSize).ToOffset(address, length, &actual), mapped);
+    if (mapped)
+        QCOMPARE(static_cast<qulonglong>(actual), offset);
+    else
+        QCOMPARE(actual, std::uint64_t{0xdead}); // untouched on refusal
 }
 
 QTEST_APPLESS_MAIN(TestSimProtocol)

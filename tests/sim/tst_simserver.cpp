@@ -1,5 +1,6 @@
 // The simulated target's server over real loopback TCP, on a RAM file that the test itself changes
-// (no emulator): framing, memory commands, sampling sessions, several clients and fault injection.
+// (no emulator): framing, memory commands in RAM and in the data window, sampling sessions, several
+// clients and fault injection.
 #include "FaultPlan.h"
 #include "GdbServer.h"
 #include "HssRequest.h"
@@ -7,6 +8,7 @@
 #include "RspFraming.h"
 #include "SharedRam.h"
 #include "TargetDescription.h"
+#include "TargetMemoryMap.h"
 
 #include <QtTest>
 #include <memory>
@@ -15,10 +17,13 @@
 using namespace Sim;
 
 namespace {
-constexpr std::size_t RamSize = 1024 * 1024;
+constexpr std::size_t RamSize = 8 * 1024 * 1024;           // just enough to back the whole data window
 constexpr std::uint64_t Counter = SharedRam::Base + 0x100; // a 4-byte "global" the test moves
 constexpr std::uint64_t Flags = SharedRam::Base + 0x104;   // 1 byte
 constexpr std::uint64_t Wide = SharedRam::Base + 0x108;    // 8 bytes
+// A global as the firmware links it, at 0x20000010, and the same bytes seen in physical RAM.
+constexpr std::uint64_t WindowWord = TargetMemoryMap::DataWindow + 0x10;
+constexpr std::uint64_t WindowWordPhysical = SharedRam::Base + 0x400010;
 
 std::uint32_t Le32(const QByteArray& bytes, int at) {
     std::uint32_t value = 0;
@@ -81,6 +86,7 @@ void TestSimServer::init() {
     QVERIFY(m_ram->Write(Flags, &flags, 1));
     const unsigned char wide[8] = {1, 2, 3, 4, 5, 6, 7, 8};
     QVERIFY(m_ram->Write(Wide, wide, 8));
+    Store32(*m_ram, WindowWordPhysical, 0x0badf00d);
     StartServer({});
 }
 
@@ -115,13 +121,20 @@ void TestSimServer::commands_data() {
     QTest::addColumn<QByteArray>("reply");
     QTest::newRow("read a word") << QByteArray("m80000100,4") << QByteArray("78563412");
     QTest::newRow("read across globals") << QByteArray("m80000104,5") << QByteArray("a500000001");
-    QTest::newRow("last byte of RAM") << QByteArray("m800fffff,1") << QByteArray("00");
+    QTest::newRow("last byte of RAM") << QByteArray("m807fffff,1") << QByteArray("00");
     QTest::newRow("below RAM") << QByteArray("m7ffffffc,4") << QByteArray("E01");
-    QTest::newRow("crossing the end") << QByteArray("m800ffffe,4") << QByteArray("E01");
-    QTest::newRow("far away") << QByteArray("m20000000,4") << QByteArray("E01");
+    QTest::newRow("crossing the end") << QByteArray("m807ffffe,4") << QByteArray("E01");
+    QTest::newRow("data window") << QByteArray("m20000010,4") << QByteArray("0df0ad0b");
+    QTest::newRow("data window seen physically") << QByteArray("m80400010,4") << QByteArray("0df0ad0b");
+    QTest::newRow("data window's last byte") << QByteArray("m203fffff,1") << QByteArray("00");
+    QTest::newRow("past the data window") << QByteArray("m20400000,4") << QByteArray("E01");
+    QTest::newRow("crossing the window's end") << QByteArray("m203ffffe,4") << QByteArray("E01");
+    QTest::newRow("below the data window") << QByteArray("m1ffffffc,4") << QByteArray("E01");
+    QTest::newRow("timer, not RAM") << QByteArray("m200bff8,8") << QByteArray("E01");
     QTest::newRow("malformed read") << QByteArray("m80000100") << QByteArray("E01");
     QTest::newRow("write") << QByteArray("M80000100,4:03000000") << QByteArray("OK");
-    QTest::newRow("write outside") << QByteArray("M20000010,4:03000000") << QByteArray("E01");
+    QTest::newRow("write into the data window") << QByteArray("M20000010,4:03000000") << QByteArray("OK");
+    QTest::newRow("write outside") << QByteArray("M20400010,4:03000000") << QByteArray("E01");
     QTest::newRow("write short data") << QByteArray("M80000100,4:0300") << QByteArray("E01");
     QTest::newRow("write bad hex") << QByteArray("M80000100,2:zz00") << QByteArray("E01");
     QTest::newRow("attached") << QByteArray("qAttached") << QByteArray("1");
@@ -145,6 +158,11 @@ void TestSimServer::commands() {
     if (command == "M80000100,4:03000000") {
         std::uint32_t value = 0;
         QVERIFY(m_ram->Read(Counter, &value, 4));
+        QCOMPARE(value, 3u);
+    }
+    if (command == "M20000010,4:03000000") {
+        std::uint32_t value = 0;
+        QVERIFY(m_ram->Read(WindowWordPhysical, &value, 4)); // landed where the firmware's page table says
         QCOMPARE(value, 3u);
     }
     const QByteArray supported = Ask(client, "qSupported:vContSupported");
@@ -187,10 +205,10 @@ void TestSimServer::sessionDeliversRecords() {
     HssStart start;
     start.flags = 1;
     start.periodUs = 500;
-    start.blocks = {{Counter, 4, 0}, {Flags, 1, 0}, {Wide, 8, 0}};
+    start.blocks = {{Counter, 4, 0}, {Flags, 1, 0}, {Wide, 8, 0}, {WindowWord, 4, 0}};
     QCOMPARE(Ask(client, FormatHssStart(start)), QByteArray("OK"));
     const int recordSize = static_cast<int>(start.RecordSize());
-    QCOMPARE(recordSize, 17);
+    QCOMPARE(recordSize, 21);
 
     QByteArray all;
     std::uint32_t total = 0;
@@ -222,6 +240,7 @@ void TestSimServer::sessionDeliversRecords() {
         (counter == 0x12345678 ? before : after)++;
         QCOMPARE(static_cast<unsigned char>(all.at(at + 8)), static_cast<unsigned char>(0xa5));
         QCOMPARE(all.mid(at + 9, 8), QByteArray::fromHex("0102030405060708"));
+        QCOMPARE(Le32(all, at + 17), 0x0badf00du);
     }
     QVERIFY(before >= 50);
     QVERIFY(after > 0);
@@ -233,10 +252,15 @@ void TestSimServer::sessionErrors_data() {
     QTest::addColumn<QByteArray>("command");
     QTest::addColumn<QByteArray>("reply");
     QTest::newRow("read without session") << QByteArray("qSeggerHSS:Read:00002710") << QByteArray("E01");
-    QTest::newRow("block outside RAM")
-        << QByteArray("qSeggerHSS:Start:1,14,1,0000000020000010,4,0") << QByteArray("E02");
+    QTest::newRow("block outside memory")
+        << QByteArray("qSeggerHSS:Start:1,14,1,0000000020400010,4,0") << QByteArray("E02");
     QTest::newRow("block over the end")
-        << QByteArray("qSeggerHSS:Start:1,14,1,00000000800ffffe,4,0") << QByteArray("E02");
+        << QByteArray("qSeggerHSS:Start:1,14,1,00000000807ffffe,4,0") << QByteArray("E02");
+    QTest::newRow("block over the window's end")
+        << QByteArray("qSeggerHSS:Start:1,14,1,00000000203ffffe,4,0") << QByteArray("E02");
+    QTest::newRow("second block outside")
+        << QByteArray("qSeggerHSS:Start:1,14,2,0000000020000010,4,0,000000001ffffffc,4,0")
+        << QByteArray("E02");
     QTest::newRow("malformed start") << QByteArray("qSeggerHSS:Start:1,14,2,0000000080000100,4,0")
                                      << QByteArray("E01");
     QTest::newRow("malformed read") << QByteArray("qSeggerHSS:Read:") << QByteArray("E01");

@@ -6,6 +6,7 @@
 #include "RspFraming.h"
 #include "SharedRam.h"
 #include "SimChild.h"
+#include "TargetMemoryMap.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -118,6 +119,13 @@ private:
 void TestSimTarget::initTestCase() {
     QString error;
     QVERIFY2(m_elf.Load(DemoElf, SharedRam::Base, SharedRam::DefaultSize, &error), qPrintable(error));
+    // The firmware keeps its globals in the data window, as a microcontroller keeps them in its RAM.
+    for (const char* name : {"loop_counter", "amplitude", "samples", "ratio"}) {
+        const std::uint64_t address = Symbol(name);
+        QVERIFY2(address >= TargetMemoryMap::DataWindow &&
+                     address < TargetMemoryMap::DataWindow + TargetMemoryMap::DataWindowSize,
+                 qPrintable(QStringLiteral("%1 at 0x%2").arg(name).arg(address, 0, 16)));
+    }
     if (QStandardPaths::findExecutable(QStringLiteral("qemu-system-riscv32")).isEmpty())
         QSKIP("qemu-system-riscv32 is not installed");
 }
@@ -156,6 +164,10 @@ void TestSimTarget::memoryOfTheRunningFirmware() {
     const std::uint32_t first = Read32(client, Symbol("loop_counter"));
     QTRY_VERIFY_WITH_TIMEOUT(Read32(client, Symbol("loop_counter")) != first, 5000);
     QCOMPARE(Read32(client, Symbol("amplitude")), 1000u);
+    // The start value came from the file's load address, which the page table shows at the link address.
+    const std::uint64_t amplitudeInRam = SharedRam::Base + TargetMemoryMap::DataWindowOffset +
+                                         (Symbol("amplitude") - TargetMemoryMap::DataWindow);
+    QCOMPARE(Read32(client, amplitudeInRam), 1000u);
 
     QCOMPARE(Ask(client, WriteCommand(Symbol("amplitude"), 0)), QByteArray("OK"));
     QCOMPARE(Read32(client, Symbol("amplitude")), 0u);
@@ -164,7 +176,9 @@ void TestSimTarget::memoryOfTheRunningFirmware() {
 
     QCOMPARE(Ask(client, ReadCommand(0x7ffffffc, 4)), QByteArray("E01"));
     QCOMPARE(Ask(client, ReadCommand(SharedRam::Base + SharedRam::DefaultSize, 1)), QByteArray("E01"));
-    QCOMPARE(Ask(client, WriteCommand(0x20000010, 3)), QByteArray("E01"));
+    QCOMPARE(Ask(client, WriteCommand(TargetMemoryMap::DataWindow + TargetMemoryMap::DataWindowSize, 3)),
+             QByteArray("E01"));
+    QCOMPARE(Ask(client, ReadCommand(0x0200bff8, 4)), QByteArray("E01")); // the timer is not shared RAM
 }
 
 void TestSimTarget::samplingFollowsTheFirmware() {
