@@ -17,7 +17,7 @@ QString CommonCfg::s_elfPath;
 QString CommonCfg::s_browsePath;
 bool CommonCfg::s_optionsMode = false;
 std::atomic<int> CommonCfg::s_runFlag{1};
-QWidget* CommonCfg::s_varTable = nullptr;
+QObject* CommonCfg::s_varTable = nullptr;
 bool CommonCfg::s_chartRefresh = true;
 // The chart starts with its fewest ticks, 10, hence 9 divisions.
 int CommonCfg::s_chartDivisions = 9;

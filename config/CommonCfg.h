@@ -8,7 +8,7 @@
 #include <QVector>
 #include <atomic>
 
-class QWidget;
+class QObject;
 
 // The project record: what the project dialog fills in as a whole.
 struct ProjectRecord {
@@ -62,8 +62,8 @@ public:
     static void SetRunFlag(int v) { s_runFlag.store(v); }
     // Most curves shown at once.
     static int CurveLimit() { return 16; }
-    static QWidget* VarTable() { return s_varTable; }
-    static void SetVarTable(QWidget* table) { s_varTable = table; }
+    static QObject* VarTable() { return s_varTable; }
+    static void SetVarTable(QObject* table) { s_varTable = table; }
     // Chart-refresh flag: while false the data source keeps its points but leaves the curves alone.
     static bool ChartRefresh() { return s_chartRefresh; }
     static void SetChartRefresh(bool on) { s_chartRefresh = on; }
@@ -120,7 +120,7 @@ private:
     static QString s_browsePath;
     static bool s_optionsMode;
     static std::atomic<int> s_runFlag;
-    static QWidget* s_varTable;
+    static QObject* s_varTable;
     static bool s_chartRefresh;
     static int s_chartDivisions;
     static QString s_logPath;

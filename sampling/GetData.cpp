@@ -106,6 +106,11 @@ void GetData::Drain(QVector<QVector<QPointF>>& dataValue, bool running) {
         queue.setDisplayRead(read);
     }
 
+    // About this many points per variable come out; sizing once keeps the loop free of reallocation.
+    const uint32_t span = H <= depth ? H : depth;
+    for (QVector<QPointF>& points : dataValue)
+        points.reserve(static_cast<int>(span / (skip + 1) + 2));
+
     SampleFrame frame;
     while (!queue.displayEmpty()) {
         std::memset(&frame, 0, sizeof frame);
@@ -120,6 +125,10 @@ void GetData::Tick() {
     const int count = watchList().count;
     QVector<QVector<QPointF>> dataValue(count);
     QVector<QVector<float>> mathValue(count);
+    // The time base may have changed since the start: the display depth follows it at every tick.
+    const int step = CommonCfg::CurrentStepValue();
+    if (step > 0)
+        hssSettings().displayDepth.store(static_cast<uint32_t>(step));
     Drain(dataValue, m_running.load());
     RegisterMetaTypes();
     emit DataSignal(dataValue, mathValue);
