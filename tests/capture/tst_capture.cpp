@@ -192,12 +192,7 @@ void CaptureTest::setWritesReachTargetMemory() {
 
 void CaptureTest::refusedSetExitsFive() {
     FakeGdbServer server;
-    server.setHandler([](const std::string& c, FakeGdbServer::Reply& r) {
-        if (c[0] != 'M')
-            return false;
-        r.chunks = {FakeGdbServer::frame("E01")};
-        return true;
-    });
+    server.setHandler(FakeGdbServer::answering("M", "E01"));
     const Run r = capture(QStringList{"--port", portArg(server), "--samples", "3000", "--set", "counter=5"} + kVars);
     QCOMPARE(r.exitCode, 5);
     QVERIFY2(r.err.contains("set counter = 5: failed"), qPrintable(r.err));

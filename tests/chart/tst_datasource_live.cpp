@@ -4,6 +4,7 @@
 #include "CommonCfg.h"
 #include "DataSource.h"
 #include "FakeGdbServer.h"
+#include "SamplingTestKit.h"
 #include "GdbTransport.h"
 #include "GetData.h"
 #include "HssSession.h"
@@ -18,18 +19,8 @@ using QtCharts::QLineSeries;
 class DataSourceLiveTest : public QObject {
     Q_OBJECT
 private slots:
-    void init() {
-        gdbResetForTests();
-        hssResetForTests();
-        resetWatchListForTests();
-        CommonCfg::ResetForTests();
-    }
-    void cleanup() {
-        if (samplingRunning())
-            stopSampling();
-        gdbMutex().releaseAll();
-        gdbResetForTests();
-    }
+    void init() { resetSamplingState(); }
+    void cleanup() { endSampling(); }
 
     void writeDataBytes_data();
     void writeDataBytes();
@@ -83,12 +74,7 @@ void DataSourceLiveTest::writeDataBytes() {
 
 void DataSourceLiveTest::writeDataErrorReply() {
     FakeGdbServer server;
-    server.setHandler([](const std::string& c, FakeGdbServer::Reply& r) {
-        if (c[0] != 'M')
-            return false;
-        r.chunks = {FakeGdbServer::frame("E01")};
-        return true;
-    });
+    server.setHandler(FakeGdbServer::answering("M", "E01"));
     QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
     DataSource source;
     QVERIFY(source.WriteData(0x20000000, "int", "1") != 0);

@@ -2,6 +2,7 @@
 #include "Acquisition.h"
 #include "CommonCfg.h"
 #include "FakeGdbServer.h"
+#include "SamplingTestKit.h"
 #include "GdbTransport.h"
 #include "GetData.h"
 #include "HssSession.h"
@@ -33,17 +34,8 @@ QVector<VarParser::VarDes> vars(int n) {
 class AcquisitionTest : public QObject {
     Q_OBJECT
 private slots:
-    void init() {
-        gdbResetForTests();
-        hssResetForTests();
-        resetWatchListForTests();
-        CommonCfg::ResetForTests();
-    }
-    void cleanup() {
-        if (samplingRunning())
-            stopSampling();
-        gdbResetForTests();
-    }
+    void init() { resetSamplingState(); }
+    void cleanup() { endSampling(); }
 
     void emptySelectionStartsNothing();
     void unreachableServerReportsSetupFailure();

@@ -1,6 +1,7 @@
 // Writing edited values into target memory: conversion, packet bytes, failures, and writes during sampling.
 #include "Acquisition.h"
 #include "FakeGdbServer.h"
+#include "SamplingTestKit.h"
 #include "GdbTransport.h"
 #include "HssSession.h"
 #include "MemoryWrite.h"
@@ -11,16 +12,8 @@
 class MemoryWriteTest : public QObject {
     Q_OBJECT
 private slots:
-    void init() {
-        gdbResetForTests();
-        hssResetForTests();
-    }
-    void cleanup() {
-        if (samplingRunning())
-            stopSampling();
-        gdbMutex().releaseAll();
-        gdbResetForTests();
-    }
+    void init() { resetSamplingState(); }
+    void cleanup() { endSampling(); }
 
     void packetBytes_data();
     void packetBytes();
@@ -78,12 +71,7 @@ void MemoryWriteTest::chunksOf512() {
 
 void MemoryWriteTest::errorReplyIsReported() {
     FakeGdbServer server;
-    server.setHandler([](const std::string& c, FakeGdbServer::Reply& r) {
-        if (c[0] != 'M')
-            return false;
-        r.chunks = {FakeGdbServer::frame("E01")};
-        return true;
-    });
+    server.setHandler(FakeGdbServer::answering("M", "E01"));
     QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
     QCOMPARE(writeEditedValue(0x20000000, "int", "5"), int('e' - 'o'));
     // The channel stays with this thread; being recursive, the next write from it still goes out.

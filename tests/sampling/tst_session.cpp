@@ -254,12 +254,7 @@ void SessionTest::announcementAboveLimitIsNotConsumed() {
 
 void SessionTest::refusedStartEndsWithMinusOne() {
     FakeGdbServer server;
-    server.setHandler([](const std::string& c, FakeGdbServer::Reply& r) {
-        if (c.rfind("qSeggerHSS:Start:", 0) != 0)
-            return false;
-        r.chunks = {FakeGdbServer::frame("E03")};
-        return true;
-    });
+    server.setHandler(FakeGdbServer::answering("qSeggerHSS:Start:", "E03"));
     QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
     const HssConfig c = configOf({4});
     QCOMPARE(hssSession(c), -1);

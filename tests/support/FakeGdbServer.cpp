@@ -122,6 +122,15 @@ std::string FakeGdbServer::frame(const std::string& payload) {
     return "$" + payload + "#" + hex2(sum & 0xff);
 }
 
+FakeGdbServer::Handler FakeGdbServer::answering(const std::string& prefix, const std::string& payload) {
+    return [prefix, payload](const std::string& command, Reply& reply) {
+        if (!startsWith(command, prefix))
+            return false;
+        reply.chunks = {frame(payload)};
+        return true;
+    };
+}
+
 void FakeGdbServer::sendAll(int fd, const std::string& bytes) {
     const size_t split = m_split.load();
     size_t at = 0;

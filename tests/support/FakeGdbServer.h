@@ -68,6 +68,8 @@ public:
     int acksReceived() const { return m_acks.load(); }
 
     static std::string frame(const std::string& payload);
+    // A handler that answers every command starting with `prefix` with the framed `payload`.
+    static Handler answering(const std::string& prefix, const std::string& payload);
 
 private:
     void serve();
