@@ -1,8 +1,8 @@
 #include "Acquisition.h"
 
-#include "Console.h"
-#include "CommonCfg.h"
 #include "Cancellation.h"
+#include "CommonCfg.h"
+#include "Console.h"
 #include "GdbTransport.h"
 #include "HssSession.h"
 #include "WatchList.h"
@@ -157,12 +157,22 @@ int stopSampling() {
     return gdbClose();
 }
 
-bool samplingRunning() { return g_readerStarted; }
+bool samplingRunning() {
+    return g_readerStarted;
+}
 
-int samplingStartFailure() { return g_startFailure; }
+int samplingStartFailure() {
+    return g_startFailure;
+}
 
-int samplingResult() { return g_samplingResult.load(); }
+int samplingResult() {
+    return g_samplingResult.load();
+}
 
-bool samplingEnded() { return g_ended.load(); }
+bool samplingEnded() {
+    return g_ended.load();
+}
 
-bool samplingSessionBegun() { return g_sessionBegun.load(); }
+bool samplingSessionBegun() {
+    return g_sessionBegun.load();
+}

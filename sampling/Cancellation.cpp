@@ -8,11 +8,17 @@ std::atomic<bool> g_requested{false};
 thread_local bool t_cancellable = false;
 } // namespace
 
-void markCancellableThread() { t_cancellable = true; }
+void markCancellableThread() {
+    t_cancellable = true;
+}
 
-void requestCancellation() { g_requested.store(true); }
+void requestCancellation() {
+    g_requested.store(true);
+}
 
-void clearCancellation() { g_requested.store(false); }
+void clearCancellation() {
+    g_requested.store(false);
+}
 
 void cancellationPoint() {
     if (t_cancellable && g_requested.load())

@@ -7,7 +7,9 @@ namespace {
 std::atomic<std::FILE*> g_stream{nullptr};
 }
 
-void setConsoleStream(std::FILE* stream) { g_stream.store(stream); }
+void setConsoleStream(std::FILE* stream) {
+    g_stream.store(stream);
+}
 
 int consolePrint(const char* format, ...) {
     std::FILE* stream = g_stream.load();

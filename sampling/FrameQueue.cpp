@@ -7,9 +7,13 @@
 
 namespace {
 
-uint32_t advance(uint32_t index) { return (index + 1) % kQueueCapacity; }
+uint32_t advance(uint32_t index) {
+    return (index + 1) % kQueueCapacity;
+}
 
-uint32_t distance(uint32_t from, uint32_t to) { return (to - from + kQueueCapacity) % kQueueCapacity; }
+uint32_t distance(uint32_t from, uint32_t to) {
+    return (to - from + kQueueCapacity) % kQueueCapacity;
+}
 
 struct Lock {
     explicit Lock(pthread_mutex_t& m) : mutex(m), ok(pthread_mutex_lock(&m) == 0) {}
@@ -81,8 +85,8 @@ int FrameQueue::popForDisplay(SampleFrame& out, uint32_t skip) {
     const uint32_t write = m_write.load();
     if (read == write || m_storage == nullptr)
         return 0;
-    const uint32_t chosen =
-        skip < distance(read, write) ? (read + skip) % kQueueCapacity : (write + kQueueCapacity - 1) % kQueueCapacity;
+    const uint32_t chosen = skip < distance(read, write) ? (read + skip) % kQueueCapacity
+                                                         : (write + kQueueCapacity - 1) % kQueueCapacity;
     const SampleFrame& slot = m_storage[chosen];
     out.time = slot.time;
     out.count = slot.count;
@@ -94,10 +98,18 @@ int FrameQueue::popForDisplay(SampleFrame& out, uint32_t skip) {
     return 1;
 }
 
-uint32_t FrameQueue::displaySize() const { return distance(m_displayRead.load(), m_write.load()); }
+uint32_t FrameQueue::displaySize() const {
+    return distance(m_displayRead.load(), m_write.load());
+}
 
-uint32_t FrameQueue::historySize() const { return distance(m_historyRead.load(), m_write.load()); }
+uint32_t FrameQueue::historySize() const {
+    return distance(m_historyRead.load(), m_write.load());
+}
 
-bool FrameQueue::displayEmpty() const { return m_displayRead.load() == m_write.load(); }
+bool FrameQueue::displayEmpty() const {
+    return m_displayRead.load() == m_write.load();
+}
 
-bool FrameQueue::historyEmpty() const { return m_historyRead.load() == m_write.load(); }
+bool FrameQueue::historyEmpty() const {
+    return m_historyRead.load() == m_write.load();
+}

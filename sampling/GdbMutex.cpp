@@ -21,7 +21,9 @@ GdbMutex::GdbMutex() {
     pthread_mutexattr_destroy(&attr);
 }
 
-GdbMutex::~GdbMutex() { pthread_mutex_destroy(&m_mutex); }
+GdbMutex::~GdbMutex() {
+    pthread_mutex_destroy(&m_mutex);
+}
 
 int GdbMutex::lock() {
     for (;;) {
@@ -54,7 +56,9 @@ int GdbMutex::unlock() {
     return 0;
 }
 
-int GdbMutex::depth() const { return m_owner.load() == threadId() ? m_count : 0; }
+int GdbMutex::depth() const {
+    return m_owner.load() == threadId() ? m_count : 0;
+}
 
 void GdbMutex::releaseAll() {
     while (depth() > 0)

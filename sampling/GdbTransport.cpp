@@ -36,7 +36,9 @@ int64_t nowMs() {
     return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
-char hexDigit(unsigned v) { return static_cast<char>(v < 10 ? '0' + v : 'a' + (v - 10)); }
+char hexDigit(unsigned v) {
+    return static_cast<char>(v < 10 ? '0' + v : 'a' + (v - 10));
+}
 
 void consumeFront(uint32_t n) {
     if (n >= g_rxFill) {
@@ -253,15 +255,25 @@ GdbMutex& gdbMutex() {
     return *mutexes().back();
 }
 
-char* gdbRecvBuffer() { return g_rx; }
+char* gdbRecvBuffer() {
+    return g_rx;
+}
 
-uint32_t& gdbRecvFill() { return g_rxFill; }
+uint32_t& gdbRecvFill() {
+    return g_rxFill;
+}
 
-uint32_t gdbPacketSize() { return g_packetSize; }
+uint32_t gdbPacketSize() {
+    return g_packetSize;
+}
 
-void gdbSetReceiveDeadline(int ms) { g_deadlineMs.store(ms == 0 ? 0 : nowMs() + ms); }
+void gdbSetReceiveDeadline(int ms) {
+    g_deadlineMs.store(ms == 0 ? 0 : nowMs() + ms);
+}
 
-bool gdbConnectionLost() { return g_lost.load(); }
+bool gdbConnectionLost() {
+    return g_lost.load();
+}
 
 void gdbResetForTests() {
     gdbClose();

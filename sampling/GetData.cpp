@@ -1,7 +1,7 @@
 #include "GetData.h"
 
-#include "Console.h"
 #include "CommonCfg.h"
+#include "Console.h"
 #include "FrameQueue.h"
 #include "WatchList.h"
 
@@ -13,7 +13,9 @@
 Q_DECLARE_METATYPE(QVector<QVector<QPointF>>)
 Q_DECLARE_METATYPE(QVector<QVector<float>>)
 
-GetData::GetData(QObject* parent) : QThread(parent) { RegisterMetaTypes(); }
+GetData::GetData(QObject* parent) : QThread(parent) {
+    RegisterMetaTypes();
+}
 
 GetData::~GetData() {
     if (isRunning()) {
@@ -37,7 +39,8 @@ void GetData::run() {
     m_fps = CommonCfg::Fps() > 0 ? CommonCfg::Fps() : 15;
     QTimer timer;
     m_timer = &timer;
-    connect(&timer, &QTimer::timeout, &timer, [this] { Tick(); }, Qt::DirectConnection);
+    connect(
+        &timer, &QTimer::timeout, &timer, [this] { Tick(); }, Qt::DirectConnection);
     timer.start(1000 / m_fps);
     exec();
     m_timer = nullptr;
@@ -54,7 +57,8 @@ void GetData::Stop() {
 
 void GetData::Redeliver() {
     if (m_timer != nullptr)
-        QMetaObject::invokeMethod(m_timer, [this] { Tick(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            m_timer, [this] { Tick(); }, Qt::QueuedConnection);
 }
 
 QPointF GetData::PointOf(const SampleFrame& frame, int index) {

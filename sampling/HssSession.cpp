@@ -1,7 +1,7 @@
 #include "HssSession.h"
 
-#include "Console.h"
 #include "Cancellation.h"
+#include "Console.h"
 #include "GdbTransport.h"
 #include "NoCase.h"
 
@@ -157,11 +157,13 @@ int hssReadOnce(uint32_t* count) {
 }
 
 size_t hssStartCommandLength(const HssConfig& config) {
-    return 22 + decimalDigits(config.period) + decimalDigits(config.count) + 21 * static_cast<size_t>(config.count);
+    return 22 + decimalDigits(config.period) + decimalDigits(config.count) +
+           21 * static_cast<size_t>(config.count);
 }
 
 bool hssFormatStart(const HssConfig& config, char* out, size_t capacity) {
-    int len = std::snprintf(out, capacity, "qSeggerHSS:Start:%x,%x,%x", config.startField, config.period, config.count);
+    int len = std::snprintf(out, capacity, "qSeggerHSS:Start:%x,%x,%x", config.startField, config.period,
+                            config.count);
     if (len < 0 || static_cast<size_t>(len) >= capacity) {
         consolePrint("snprintf_s fail: qSeggerHSS:Start.\n");
         return false;
@@ -281,11 +283,17 @@ int hssSession(const HssConfig& config) {
     }
 }
 
-uint64_t hssSampleCounter() { return g_sampleCounter; }
+uint64_t hssSampleCounter() {
+    return g_sampleCounter;
+}
 
-int hssEmptyReadCounter() { return g_emptyCounter; }
+int hssEmptyReadCounter() {
+    return g_emptyCounter;
+}
 
-uint64_t hssRepliesRead() { return g_repliesRead.load(); }
+uint64_t hssRepliesRead() {
+    return g_repliesRead.load();
+}
 
 void hssResetForTests() {
     g_lastStamp = UINT64_MAX;

@@ -8,7 +8,9 @@ namespace {
 std::function<bool(const QString&)> g_standIn;
 }
 
-void SetErrorBoxStandIn(std::function<bool(const QString&)> standIn) { g_standIn = std::move(standIn); }
+void SetErrorBoxStandIn(std::function<bool(const QString&)> standIn) {
+    g_standIn = std::move(standIn);
+}
 
 bool ShowErrorBox(const QString& text) {
     if (g_standIn)

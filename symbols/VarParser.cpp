@@ -69,7 +69,9 @@ std::unique_ptr<Catalogue> readCatalogue(const QJsonDocument& doc) {
 
 } // namespace
 
-VarParser::VarParser(QObject* parent) : QObject(parent) { (void)kMetaTypeId; }
+VarParser::VarParser(QObject* parent) : QObject(parent) {
+    (void)kMetaTypeId;
+}
 
 void VarParser::Parse(const QString& path) {
     QFile file(path);
@@ -102,7 +104,9 @@ void VarParser::Parse(const QString& path) {
     emit VarListChanged();
 }
 
-QVector<VarParser::VarDes*> VarParser::VarList() { return g_current ? g_current->flat : QVector<VarDes*>(); }
+QVector<VarParser::VarDes*> VarParser::VarList() {
+    return g_current ? g_current->flat : QVector<VarDes*>();
+}
 
 QVector<VarParser::VarGroup*> VarParser::GroupList() {
     return g_current ? g_current->groupList : QVector<VarGroup*>();
@@ -121,9 +125,13 @@ bool VarParser::IsDifferent(const QVector<VarDes*>& list) {
     return false;
 }
 
-void VarParser::SetInstance(VarParser* parser) { g_instance = parser; }
+void VarParser::SetInstance(VarParser* parser) {
+    g_instance = parser;
+}
 
-VarParser* VarParser::Instance() { return g_instance; }
+VarParser* VarParser::Instance() {
+    return g_instance;
+}
 
 void VarParser::ResetForTests() {
     g_current.reset();

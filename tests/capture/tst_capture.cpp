@@ -30,7 +30,9 @@ Run capture(const QStringList& args, int timeoutMs = 20000) {
     return r;
 }
 
-QString portArg(const FakeGdbServer& s) { return QString::number(s.port()); }
+QString portArg(const FakeGdbServer& s) {
+    return QString::number(s.port());
+}
 
 // Variable 0: int i; 1: unsigned char i; 2: float i * 0.25; 3: short -i.
 void realisticSource(uint64_t i, const std::vector<uint32_t>&, std::string& out) {
@@ -93,15 +95,16 @@ void CaptureTest::usageErrors_data() {
     QTest::newRow("no variable") << QStringList{} << "name at least one VARIABLE";
     QTest::newRow("interval too short") << QStringList{"--interval", "9", "x@0:int:4"} << "--interval";
     QTest::newRow("interval too long") << QStringList{"--interval", "1000001", "x@0:int:4"} << "--interval";
-    QTest::newRow("duration and samples") << QStringList{"--duration", "1", "--samples", "2", "x@0:int:4"}
-                                          << "cannot be used together";
+    QTest::newRow("duration and samples")
+        << QStringList{"--duration", "1", "--samples", "2", "x@0:int:4"} << "cannot be used together";
     QTest::newRow("bad address") << QStringList{"x@0xzz:int:4"} << "hexadecimal";
     QTest::newRow("bad size") << QStringList{"x@10:int:0"} << "size";
     QTest::newRow("bare name without symbols") << QStringList{"counter"} << "no --symbols";
     QTest::newRow("unknown option") << QStringList{"--frobnicate", "x@0:int:4"} << "frobnicate";
     QTest::newRow("set without value") << QStringList{"--set", "x", "x@0:int:4"} << "NAME=VALUE";
     QTest::newRow("set of unknown name") << QStringList{"--set", "y=1", "x@0:int:4"} << "'y'";
-    QTest::newRow("missing symbols file") << QStringList{"--symbols", "/nonexistent/elf.json", "x"} << "not found";
+    QTest::newRow("missing symbols file")
+        << QStringList{"--symbols", "/nonexistent/elf.json", "x"} << "not found";
     QStringList many;
     for (int i = 0; i < 35; ++i)
         many << QString("v%1@%2:int:4").arg(i).arg(i * 4, 0, 16);
@@ -125,8 +128,9 @@ void CaptureTest::noServerMeansSetupFailure() {
     }
     const Run r = capture({"--port", QString::number(port), "x@0:int:4"});
     QCOMPARE(r.exitCode, 3);
-    QVERIFY2(r.err.contains("Setup GDBserver Fail! Please check the connection between the debugger and the PC ,and "
-                            "then restart Tidewatch!"),
+    QVERIFY2(r.err.contains(
+                 "Setup GDBserver Fail! Please check the connection between the debugger and the PC ,and "
+                 "then restart Tidewatch!"),
              qPrintable(r.err));
     QVERIFY(r.out.isEmpty()); // console lines never mix into the CSV
 }
@@ -134,11 +138,16 @@ void CaptureTest::noServerMeansSetupFailure() {
 void CaptureTest::sessionFailures_data() {
     QTest::addColumn<QString>("fault");
     QTest::addColumn<QString>("message");
-    QTest::newRow("no sampling support") << "no-hss" << "ended with code -1";
-    QTest::newRow("connection closed") << "close" << "ended with code 3";
-    QTest::newRow("server falls silent") << "silent" << "stopped answering";
-    QTest::newRow("no samples") << "empty" << "ended with code 4: the target delivered no samples";
-    QTest::newRow("read refused") << "refuse-read" << "ended with code -10";
+    QTest::newRow("no sampling support") << "no-hss"
+                                         << "ended with code -1";
+    QTest::newRow("connection closed") << "close"
+                                       << "ended with code 3";
+    QTest::newRow("server falls silent") << "silent"
+                                         << "stopped answering";
+    QTest::newRow("no samples") << "empty"
+                                << "ended with code 4: the target delivered no samples";
+    QTest::newRow("read refused") << "refuse-read"
+                                  << "ended with code -10";
 }
 
 void CaptureTest::sessionFailures() {
@@ -193,7 +202,8 @@ void CaptureTest::setWritesReachTargetMemory() {
 void CaptureTest::refusedSetExitsFive() {
     FakeGdbServer server;
     server.setHandler(FakeGdbServer::answering("M", "E01"));
-    const Run r = capture(QStringList{"--port", portArg(server), "--samples", "3000", "--set", "counter=5"} + kVars);
+    const Run r =
+        capture(QStringList{"--port", portArg(server), "--samples", "3000", "--set", "counter=5"} + kVars);
     QCOMPARE(r.exitCode, 5);
     QVERIFY2(r.err.contains("set counter = 5: failed"), qPrintable(r.err));
     // Sampling went on after the refused write, up to the requested count.

@@ -2,10 +2,10 @@
 #include "Acquisition.h"
 #include "CommonCfg.h"
 #include "FakeGdbServer.h"
-#include "SamplingTestKit.h"
 #include "GdbTransport.h"
 #include "GetData.h"
 #include "HssSession.h"
+#include "SamplingTestKit.h"
 #include "WatchList.h"
 
 #include <QElapsedTimer>
@@ -64,9 +64,10 @@ void AcquisitionTest::unreachableServerReportsSetupFailure() {
     setSamplingTarget("127.0.0.1", port);
     QCOMPARE(startSampling(vars(1)), -1);
     QCOMPARE(samplingStartFailure(), 2);
-    QCOMPARE(CommonCfg::ErrorText(samplingStartFailure()),
-             QString("Setup GDBserver Fail! Please check the connection between the debugger and the PC ,and then "
-                     "restart Tidewatch!"));
+    QCOMPARE(
+        CommonCfg::ErrorText(samplingStartFailure()),
+        QString("Setup GDBserver Fail! Please check the connection between the debugger and the PC ,and then "
+                "restart Tidewatch!"));
     QVERIFY(!samplingRunning());
 }
 

@@ -1,10 +1,10 @@
 // Writing edited values into target memory: conversion, packet bytes, failures, and writes during sampling.
 #include "Acquisition.h"
 #include "FakeGdbServer.h"
-#include "SamplingTestKit.h"
 #include "GdbTransport.h"
 #include "HssSession.h"
 #include "MemoryWrite.h"
+#include "SamplingTestKit.h"
 #include "WatchList.h"
 
 #include <QtTest>
@@ -27,16 +27,36 @@ void MemoryWriteTest::packetBytes_data() {
     QTest::addColumn<QString>("type");
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("packet");
-    QTest::newRow("float takes an integer") << 0x20000010u << "float" << "2" << "M20000010,4:02000000";
-    QTest::newRow("float 2.5 does not parse") << 0x20000010u << "float" << "2.5" << "M20000010,4:00000000";
-    QTest::newRow("float 3 is integer bits") << 0x20000010u << "float" << "3" << "M20000010,4:03000000";
-    QTest::newRow("int -1") << 0x20000000u << "int" << "-1" << "M20000000,4:ffffffff";
-    QTest::newRow("int 7.9 truncates") << 0x20000000u << "int" << "7.9" << "M20000000,4:07000000";
-    QTest::newRow("int -2.9 truncates toward zero") << 0x20000000u << "int" << "-2.9" << "M20000000,4:feffffff";
-    QTest::newRow("char writes four bytes") << 0x20000001u << "char" << "65" << "M20000001,4:41000000";
-    QTest::newRow("unknown type as float text") << 0x2000abcdu << "double" << "300.75" << "M2000abcd,4:2c010000";
-    QTest::newRow("address zero") << 0u << "short" << "1" << "M0,4:01000000";
-    QTest::newRow("high address") << 0x80001234u << "int" << "16" << "M80001234,4:10000000";
+    QTest::newRow("float takes an integer") << 0x20000010u << "float"
+                                            << "2"
+                                            << "M20000010,4:02000000";
+    QTest::newRow("float 2.5 does not parse") << 0x20000010u << "float"
+                                              << "2.5"
+                                              << "M20000010,4:00000000";
+    QTest::newRow("float 3 is integer bits") << 0x20000010u << "float"
+                                             << "3"
+                                             << "M20000010,4:03000000";
+    QTest::newRow("int -1") << 0x20000000u << "int"
+                            << "-1"
+                            << "M20000000,4:ffffffff";
+    QTest::newRow("int 7.9 truncates") << 0x20000000u << "int"
+                                       << "7.9"
+                                       << "M20000000,4:07000000";
+    QTest::newRow("int -2.9 truncates toward zero") << 0x20000000u << "int"
+                                                    << "-2.9"
+                                                    << "M20000000,4:feffffff";
+    QTest::newRow("char writes four bytes") << 0x20000001u << "char"
+                                            << "65"
+                                            << "M20000001,4:41000000";
+    QTest::newRow("unknown type as float text") << 0x2000abcdu << "double"
+                                                << "300.75"
+                                                << "M2000abcd,4:2c010000";
+    QTest::newRow("address zero") << 0u << "short"
+                                  << "1"
+                                  << "M0,4:01000000";
+    QTest::newRow("high address") << 0x80001234u << "int"
+                                  << "16"
+                                  << "M80001234,4:10000000";
 }
 
 void MemoryWriteTest::packetBytes() {

@@ -138,7 +138,8 @@ void SessionTest::readReply() {
 void SessionTest::emptyReadsEndTheSessionAndTheCountSurvives() {
     FakeGdbServer server;
     // 3 empties, one "OK,0" (not the exact empty text: resets), then empties for ever.
-    server.setHandler(readReplies([](int i) { return i == 3 ? std::string("OK,0") : std::string("OK,00000000"); }));
+    server.setHandler(
+        readReplies([](int i) { return i == 3 ? std::string("OK,0") : std::string("OK,00000000"); }));
     QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
     uint32_t n = 0;
     int reads = 0;
@@ -164,7 +165,8 @@ void SessionTest::decodeTimeAndSizes_data() {
     QTest::addColumn<QVector<qulonglong>>("times");
     QTest::newRow("steady") << QVector<uint>{100, 120, 140} << QVector<qulonglong>{0, 20, 40};
     QTest::newRow("wrap is one short") << QVector<uint>{0xFFFFFFF0u, 0x10u} << QVector<qulonglong>{0, 0x1F};
-    QTest::newRow("wrap then steady") << QVector<uint>{0xFFFFFFFFu, 0x0u, 0x5u} << QVector<qulonglong>{0, 0, 5};
+    QTest::newRow("wrap then steady")
+        << QVector<uint>{0xFFFFFFFFu, 0x0u, 0x5u} << QVector<qulonglong>{0, 0, 5};
     QTest::newRow("equal stamps") << QVector<uint>{7, 7} << QVector<qulonglong>{0, 0};
 }
 
@@ -242,7 +244,8 @@ void SessionTest::sessionReassemblesSplitSampleData() {
 
 void SessionTest::announcementAboveLimitIsNotConsumed() {
     FakeGdbServer server;
-    server.setHandler(readReplies([](int i) { return i == 0 ? std::string("OK,2711") : std::string("E02"); }));
+    server.setHandler(
+        readReplies([](int i) { return i == 0 ? std::string("OK,2711") : std::string("E02"); }));
     QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
     const HssConfig c = configOf({4});
     auto session = std::async(std::launch::async, [&] { return hssSession(c); });

@@ -17,7 +17,8 @@ struct Payload {
 };
 
 // A handler that answers one command with fixed raw bytes (after the usual "+").
-FakeGdbServer::Handler rawAnswer(const std::string& command, const std::string& bytes, const std::string& ack = "+") {
+FakeGdbServer::Handler rawAnswer(const std::string& command, const std::string& bytes,
+                                 const std::string& ack = "+") {
     return [=](const std::string& c, FakeGdbServer::Reply& r) {
         if (c != command)
             return false;
@@ -58,7 +59,8 @@ void TransportTest::framesCommandsWithLowercaseChecksum_data() {
     QTest::addColumn<QByteArray>("wire");
     QTest::newRow("empty") << QByteArray("") << QByteArray("$#00");
     QTest::newRow("stop") << QByteArray("qSeggerHSS:Stop") << QByteArray("$qSeggerHSS:Stop#9c");
-    QTest::newRow("read") << QByteArray("qSeggerHSS:Read:00002710") << QByteArray("$qSeggerHSS:Read:00002710#36");
+    QTest::newRow("read") << QByteArray("qSeggerHSS:Read:00002710")
+                          << QByteArray("$qSeggerHSS:Read:00002710#36");
     QTest::newRow("letter digits") << QByteArray("m0,4") << QByteArray("$m0,4#fd");
 }
 

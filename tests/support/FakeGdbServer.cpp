@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cctype>
-#include <cstdio>
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -23,12 +23,16 @@ uint32_t parseHex(const std::string& s, size_t& at) {
     uint32_t v = 0;
     while (at < s.size() && std::isxdigit(static_cast<unsigned char>(s[at]))) {
         const char c = s[at++];
-        v = v * 16 + static_cast<uint32_t>(std::isdigit(static_cast<unsigned char>(c)) ? c - '0' : (std::tolower(c) - 'a' + 10));
+        v = v * 16 + static_cast<uint32_t>(std::isdigit(static_cast<unsigned char>(c))
+                                               ? c - '0'
+                                               : (std::tolower(c) - 'a' + 10));
     }
     return v;
 }
 
-bool startsWith(const std::string& s, const std::string& prefix) { return s.compare(0, prefix.size(), prefix) == 0; }
+bool startsWith(const std::string& s, const std::string& prefix) {
+    return s.compare(0, prefix.size(), prefix) == 0;
+}
 
 } // namespace
 

@@ -18,14 +18,15 @@ class FakeGdbServer {
 public:
     // What the server does with one received packet.
     struct Reply {
-        std::string ack = "+";                // sent first; empty sends none
-        std::vector<std::string> chunks;      // sent in order, each in its own send call
-        bool close = false;                   // close the connection after sending
-        bool silent = false;                  // send nothing at all from now on
+        std::string ack = "+";           // sent first; empty sends none
+        std::vector<std::string> chunks; // sent in order, each in its own send call
+        bool close = false;              // close the connection after sending
+        bool silent = false;             // send nothing at all from now on
     };
     using Handler = std::function<bool(const std::string& command, Reply& reply)>;
     // Produces the bytes of one sample's variables (not the time stamp) for sample number `index`.
-    using SampleSource = std::function<void(uint64_t index, const std::vector<uint32_t>& sizes, std::string& out)>;
+    using SampleSource =
+        std::function<void(uint64_t index, const std::vector<uint32_t>& sizes, std::string& out)>;
 
     FakeGdbServer();
     ~FakeGdbServer();

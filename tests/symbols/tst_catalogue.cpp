@@ -114,7 +114,8 @@ void CatalogueTest::secondReadComparesByNameAddressType_data() {
     QTest::newRow("name") << name << "010";
     QTest::newRow("order") << reordered << "010";
     QTest::newRow("one fewer") << QByteArray(R"([{"name":"main.c","dataList":[
-  {"name":"counter","address":"20000000","scope":"global","size":4,"type":"unsigned int","key":1}]}])") << "010";
+  {"name":"counter","address":"20000000","scope":"global","size":4,"type":"unsigned int","key":1}]}])")
+                               << "010";
 }
 
 void CatalogueTest::secondReadComparesByNameAddressType() {
@@ -154,8 +155,8 @@ void CatalogueTest::oddShapes_data() {
     QTest::addColumn<int>("vars");
     QTest::addColumn<int>("firstSize");
     QTest::newRow("group without dataList") << QByteArray(R"([{"name":"empty.c"}])") << 1 << 0 << -1;
-    QTest::newRow("variable without size") << QByteArray(R"([{"name":"a.c","dataList":[{"name":"x"}]}])") << 1 << 1
-                                           << 0;
+    QTest::newRow("variable without size")
+        << QByteArray(R"([{"name":"a.c","dataList":[{"name":"x"}]}])") << 1 << 1 << 0;
     QTest::newRow("size as text is 0")
         << QByteArray(R"([{"name":"a.c","dataList":[{"name":"x","size":"4"}]}])") << 1 << 1 << 0;
     QTest::newRow("non-objects skipped")
@@ -204,7 +205,8 @@ void CatalogueTest::brokenFilesEmitNothing() {
     VarParser parser;
     parser.Parse(writeJson(dir, "good.json", kTwoVars));
     Signals s(parser);
-    const QString path = kind == "syntax" ? writeJson(dir, "bad.json", "[{\"name\": ") : dir.filePath("none.json");
+    const QString path =
+        kind == "syntax" ? writeJson(dir, "bad.json", "[{\"name\": ") : dir.filePath("none.json");
     parser.Parse(path);
     QCOMPARE(s.which(), QString("000"));
     QCOMPARE(VarParser::VarList().size(), 2);
@@ -244,7 +246,8 @@ void CatalogueTest::extractorRunsOnRealElf() {
     QTemporaryDir dir;
     QFile source(dir.filePath("fw.c"));
     source.open(QIODevice::WriteOnly);
-    source.write("volatile int speed = 3;\nstatic float gain = 1.5f;\nint main(void) { return speed + (int)gain; }\n");
+    source.write(
+        "volatile int speed = 3;\nstatic float gain = 1.5f;\nint main(void) { return speed + (int)gain; }\n");
     source.close();
     QProcess gcc;
     gcc.start("gcc", {"-g", "-O0", "-o", dir.filePath("fw.elf"), dir.filePath("fw.c")});

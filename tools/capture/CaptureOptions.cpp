@@ -56,7 +56,8 @@ bool parseVariableSpec(const QString& text, VarParser::VarDes& out, QString& err
     return true;
 }
 
-bool parseCaptureOptions(const QStringList& arguments, CaptureOptions& options, QString& error, QString& helpText) {
+bool parseCaptureOptions(const QStringList& arguments, CaptureOptions& options, QString& error,
+                         QString& helpText) {
     QCommandLineParser parser;
     parser.setApplicationDescription(
         "Samples variables of a running target through a GDB server with high-speed sampling and writes\n"
@@ -68,18 +69,19 @@ bool parseCaptureOptions(const QStringList& arguments, CaptureOptions& options, 
     const QCommandLineOption host("host", "GDB server address (default 127.0.0.1).", "ADDR", "127.0.0.1");
     const QCommandLineOption port("port", "GDB server port (default 3333).", "N", "3333");
     const QCommandLineOption symbols("symbols", "elf.json to look bare variable names up in.", "FILE");
-    const QCommandLineOption interval("interval", "Sampling interval in microseconds, 10..1000000 (default 20).",
-                                      "US", "20");
+    const QCommandLineOption interval(
+        "interval", "Sampling interval in microseconds, 10..1000000 (default 20).", "US", "20");
     const QCommandLineOption duration("duration", "Stop after this many seconds.", "SEC");
     const QCommandLineOption samples("samples", "Stop after this many samples.", "N");
     const QCommandLineOption output("output", "Write the CSV here instead of standard output.", "FILE");
     const QCommandLineOption set("set", "Once sampling runs, write VALUE into variable NAME (repeatable).",
                                  "NAME=VALUE");
-    const QCommandLineOption stall("stall-timeout", "Give up when the server has not answered for this long (default 5).",
-                                   "SEC", "5");
+    const QCommandLineOption stall(
+        "stall-timeout", "Give up when the server has not answered for this long (default 5).", "SEC", "5");
     parser.addOptions({help, host, port, symbols, interval, duration, samples, output, set, stall});
-    parser.addPositionalArgument("VARIABLE", "NAME@ADDRESS:TYPE:SIZE (address in hex, e.g. "
-                                             "counter@0x20000000:int:4), or a NAME from --symbols.",
+    parser.addPositionalArgument("VARIABLE",
+                                 "NAME@ADDRESS:TYPE:SIZE (address in hex, e.g. "
+                                 "counter@0x20000000:int:4), or a NAME from --symbols.",
                                  "VARIABLE...");
     if (!parser.parse(QStringList{"tidewatch-capture"} + arguments)) {
         error = parser.errorText();
@@ -140,7 +142,8 @@ bool parseCaptureOptions(const QStringList& arguments, CaptureOptions& options, 
         catalogueReader.Parse(options.symbols);
         catalogue = VarParser::VarList();
         if (catalogue.isEmpty()) {
-            error = QString("symbol file '%1' holds no variables (or is not valid JSON)").arg(options.symbols);
+            error =
+                QString("symbol file '%1' holds no variables (or is not valid JSON)").arg(options.symbols);
             return false;
         }
     }
@@ -187,7 +190,8 @@ bool parseCaptureOptions(const QStringList& arguments, CaptureOptions& options, 
             }
         }
         if (!known && !lookUpSymbol(a.name, catalogue, a.target)) {
-            error = QString("--set names '%1', which is neither a VARIABLE nor in the symbol file").arg(a.name);
+            error =
+                QString("--set names '%1', which is neither a VARIABLE nor in the symbol file").arg(a.name);
             return false;
         }
         options.sets.append(a);

@@ -15,7 +15,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-double secondsSince(Clock::time_point t) { return std::chrono::duration<double>(Clock::now() - t).count(); }
+double secondsSince(Clock::time_point t) {
+    return std::chrono::duration<double>(Clock::now() - t).count();
+}
 
 void idleBriefly() {
     timespec t{0, 1000 * 1000};
@@ -31,7 +33,8 @@ bool applyAssignments(const CaptureOptions& options, std::FILE* err) {
         const int rc = writeEditedValue(address, a.target.type, a.value);
         gdbMutex().releaseAll();
         if (rc == 0) {
-            std::fprintf(err, "tidewatch-capture: set %s = %s: ok\n", qPrintable(a.name), qPrintable(a.value));
+            std::fprintf(err, "tidewatch-capture: set %s = %s: ok\n", qPrintable(a.name),
+                         qPrintable(a.value));
         } else {
             std::fprintf(err, "tidewatch-capture: set %s = %s: failed (code %d)\n", qPrintable(a.name),
                          qPrintable(a.value), rc);
@@ -141,8 +144,8 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
     const double seconds = secondsSince(begin);
 
     const quint64 lost = queue.overwrittenUnread();
-    std::fprintf(err, "tidewatch-capture: %lld frames in %.3f s (%.0f frames/s), session end code %d", written,
-                 seconds, seconds > 0 ? written / seconds : 0.0, endCode);
+    std::fprintf(err, "tidewatch-capture: %lld frames in %.3f s (%.0f frames/s), session end code %d",
+                 written, seconds, seconds > 0 ? written / seconds : 0.0, endCode);
     if (lost > 0)
         std::fprintf(err, ", %llu frames lost (the ring overwrote them before they were written)",
                      static_cast<unsigned long long>(lost));

@@ -11,7 +11,9 @@
 
 namespace {
 std::atomic<bool> g_stop{false};
-void onSignal(int) { g_stop.store(true); }
+void onSignal(int) {
+    g_stop.store(true);
+}
 } // namespace
 
 int main(int argc, char** argv) {
