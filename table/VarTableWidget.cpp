@@ -61,18 +61,6 @@ void PrintLine(const QString& line) {
 
 } // namespace
 
-VarTableView::VarTableView(VarTableWidget* owner) : DragableRowsTable(nullptr), m_owner(owner) {}
-
-VarTableView::~VarTableView() {
-    if (CommonCfg::VarTable() == this)
-        CommonCfg::SetVarTable(nullptr);
-}
-
-void VarTableView::UpdateVarValue() {
-    if (m_owner != nullptr)
-        m_owner->UpdateVarValue();
-}
-
 VarTableWidget::VarTableWidget(QObject* parent)
     : QObject(parent), m_colorTitle(tr("Color")), m_showTitle(tr("Show")), m_nameTitle(tr("Name")),
       m_addressTitle(tr("Address")), m_typeTitle(tr("Type")), m_valueTitle(tr("Value")),
@@ -81,13 +69,13 @@ VarTableWidget::VarTableWidget(QObject* parent)
     m_titles << m_colorTitle << m_showTitle << m_nameTitle << m_addressTitle << m_typeTitle << m_valueTitle
              << m_yResolutionTitle << m_yOffsetTitle << m_minTitle << m_maxTitle << m_movingAverageTitle
              << m_lockTitle;
-    m_table = new VarTableView(this);
+    m_table = new DragableRowsTable;
     connect(m_table, &DragableRowsTable::removeLine, this, &VarTableWidget::RemoveLine);
     SetupTable();
 }
 
 VarTableWidget::~VarTableWidget() {
-    if (m_table != nullptr && CommonCfg::VarTable() == m_table)
+    if (CommonCfg::VarTable() == this)
         CommonCfg::SetVarTable(nullptr);
     // Until the dock takes it, the table is ours.
     if (m_table != nullptr && m_table->parent() == nullptr)
@@ -130,7 +118,7 @@ void VarTableWidget::SetupTable() {
 
 void VarTableWidget::SetDataSource(DataSource* source) {
     m_dataSource = source;
-    CommonCfg::SetVarTable(m_table);
+    CommonCfg::SetVarTable(this);
 }
 
 QValidator* VarTableWidget::MakeValueValidator(const QString& type, QObject* parent) {

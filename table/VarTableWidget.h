@@ -19,23 +19,6 @@ class QTableWidgetItem;
 class QValidator;
 class QWidget;
 class ValueLineEdit;
-class VarTableWidget;
-
-// The table widget the variable table shows. It is what the data side holds as the registered
-// variable table: each batch invokes its UpdateVarValue(), which it hands to its owner.
-class VarTableView : public DragableRowsTable {
-    Q_OBJECT
-public:
-    explicit VarTableView(VarTableWidget* owner);
-    ~VarTableView() override;
-    VarTableWidget* Owner() const { return m_owner; }
-
-public slots:
-    void UpdateVarValue();
-
-private:
-    QPointer<VarTableWidget> m_owner;
-};
 
 // The list of traced variables, shown as a table: one row per variable in ascending address order,
 // then the "+" row. Columns are always found by their titles. Not a widget itself: it owns the
@@ -77,7 +60,7 @@ public:
     int Column(const QString& title) const { return m_titles.indexOf(title); }
 
     // The data source whose batches the value column shows and which writes typed values. The
-    // table also registers itself as the one the data side refreshes after each batch.
+    // table also registers itself as the one the data side refreshes (UpdateVarValue) after each batch.
     void SetDataSource(DataSource* source);
 
     // The value editor's validator for a type name; the caller owns it.
@@ -144,7 +127,7 @@ private:
     const QString m_lockTitle;
     const int m_swatchSize = 20;
     QStringList m_titles;
-    QPointer<VarTableView> m_table;
+    QPointer<DragableRowsTable> m_table;
     int m_shownCount = 0;
     QList<LineItem*> m_lineItems;
     DragableRowsTable::ColumnSet m_sortableColumns;

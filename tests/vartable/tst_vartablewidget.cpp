@@ -746,7 +746,7 @@ void VarTableWidgetTest::registrationEndsWithTable() {
     {
         VarTableWidget table;
         table.SetDataSource(&source);
-        QCOMPARE(CommonCfg::VarTable(), static_cast<QWidget*>(table.GetTableWidget()));
+        QCOMPARE(CommonCfg::VarTable(), static_cast<QObject*>(&table));
     }
     QVERIFY(CommonCfg::VarTable() == nullptr);
     // A batch after the table went is harmless.
