@@ -1,8 +1,12 @@
 #include "Platform.h"
 
+#include <cstring>
+
 #ifdef _WIN32
 #include <winsock2.h>
+#include <windows.h>
 #else
+#include <sys/mman.h>
 #include <unistd.h>
 #endif
 
@@ -40,6 +44,14 @@ QStringList ListProcessesCommand(const QString& baseName) {
     return {"tasklist", "/fi", "imagename eq " + ExecutableName(baseName)};
 }
 
+void* AllocateZeroedBlock(std::size_t bytes) {
+    return VirtualAlloc(nullptr, bytes, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
+}
+
+void ZeroBlock(void* block, std::size_t bytes) {
+    std::memset(block, 0, bytes);
+}
+
 #else
 
 bool StartSockets() {
@@ -68,6 +80,17 @@ QStringList KillByImageCommand(const QString& baseName) {
 
 QStringList ListProcessesCommand(const QString& baseName) {
     return {"pgrep", "-l", "-x", baseName};
+}
+
+void* AllocateZeroedBlock(std::size_t bytes) {
+    void* block = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    return block == MAP_FAILED ? nullptr : block;
+}
+
+void ZeroBlock(void* block, std::size_t bytes) {
+    // Private anonymous pages read as zeros again after MADV_DONTNEED.
+    if (::madvise(block, bytes, MADV_DONTNEED) != 0)
+        std::memset(block, 0, bytes);
 }
 
 #endif

@@ -2,6 +2,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <cstddef>
 
 // The one place where Windows and Linux differ. Everything else calls these.
 namespace Platform {
@@ -22,5 +23,11 @@ QString ExtractorFallbackPath();
 QStringList KillByImageCommand(const QString& baseName);
 // Program and arguments that list running processes so their output contains the image name.
 QStringList ListProcessesCommand(const QString& baseName);
+
+// A large block of zeroed memory that lives as long as the process; null when it cannot be had.
+void* AllocateZeroedBlock(std::size_t bytes);
+// Makes a block from AllocateZeroedBlock read as zeros again. On Linux the pages go back to the
+// system and come back zeroed when touched, so this costs nothing for pages never used.
+void ZeroBlock(void* block, std::size_t bytes);
 
 } // namespace Platform

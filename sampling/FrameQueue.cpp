@@ -1,6 +1,7 @@
 #include "FrameQueue.h"
 
 #include "Console.h"
+#include "Platform.h"
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -40,15 +41,18 @@ int FrameQueue::init() {
         m_historyRead.store(0);
         m_lostUnread.store(0);
     }
-    // Zeroing 1,000,000 frames takes a while; with the cursors already reset the queue reads as empty
-    // meanwhile, so nobody waits on the lock for it. Only this thread pushes afterwards.
+    // The cursors are already reset, so the queue reads as empty while the storage is zeroed; nobody
+    // waits on the lock for it. Only this thread pushes afterwards. Writing zeros over 1,000,000
+    // frames would hold up the first sample for most of a second, so the pages are handed back to
+    // the system instead and come back zeroed.
+    constexpr std::size_t bytes = sizeof(SampleFrame) * kQueueCapacity;
     if (m_storage == nullptr)
-        m_storage = static_cast<SampleFrame*>(std::malloc(sizeof(SampleFrame) * kQueueCapacity));
+        m_storage = static_cast<SampleFrame*>(Platform::AllocateZeroedBlock(bytes));
     if (m_storage == nullptr) {
         consolePrint("queue is error!!\n");
         return -1;
     }
-    std::memset(static_cast<void*>(m_storage), 0, sizeof(SampleFrame) * kQueueCapacity);
+    Platform::ZeroBlock(m_storage, bytes);
     return 0;
 }
 

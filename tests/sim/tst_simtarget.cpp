@@ -216,7 +216,9 @@ void TestSimTarget::samplingFollowsTheFirmware() {
         const int at = static_cast<int>(i) * size;
         const float sine = LeFloat(all, at + 8);
         const auto follower = static_cast<std::int32_t>(Le32(all, at + 12));
-        const auto temperature = static_cast<std::int16_t>(Le32(all, at + 24) & 0xffff);
+        // The record ends one byte after the temperature: read exactly its two bytes.
+        const auto temperature = static_cast<std::int16_t>(static_cast<unsigned char>(all.at(at + 24)) |
+                                                           static_cast<unsigned char>(all.at(at + 25)) << 8);
         QVERIFY2(sine >= -1.0001f && sine <= 1.0001f, qPrintable(QString::number(sine)));
         QVERIFY2(follower >= -1000 && follower <= 1000, qPrintable(QString::number(follower)));
         QVERIFY2(temperature >= 250 && temperature <= 350, qPrintable(QString::number(temperature)));
