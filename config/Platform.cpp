@@ -3,8 +3,8 @@
 #include <cstring>
 
 #ifdef _WIN32
-#include <winsock2.h>
 #include <windows.h>
+#include <winsock2.h>
 #else
 #include <sys/mman.h>
 #include <unistd.h>

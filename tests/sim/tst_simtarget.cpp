@@ -1,6 +1,7 @@
 // The real tidewatch-sim with QEMU running the demo firmware: memory of the live firmware, sampling
 // sessions, a debugger attached beside them, fault flags, refusals and clean shutdown.
 #include "ElfImage.h"
+#include "HeldPort.h"
 #include "HssRequest.h"
 #include "RspClient.h"
 #include "RspFraming.h"
@@ -11,13 +12,10 @@
 #include <QTemporaryDir>
 #include <QtTest>
 #include <algorithm>
-#include <arpa/inet.h>
 #include <cmath>
 #include <csignal>
 #include <cstring>
 #include <functional>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 using namespace Sim;
@@ -68,22 +66,6 @@ QList<qint64> ChildPids(qint64 pid) {
     }
     return pids;
 }
-
-// A loopback port held by a listening socket for as long as the object lives.
-struct HeldPort {
-    int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    std::uint16_t port = 0;
-    HeldPort() {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        if (::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 && ::listen(fd, 1) == 0 &&
-            ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0)
-            port = ntohs(address.sin_port);
-    }
-    ~HeldPort() { ::close(fd); }
-};
 
 QStringList ShmFilesOf(qint64 pid) {
     return QDir(QStringLiteral("/dev/shm"))
@@ -436,10 +418,10 @@ void TestSimTarget::refusesToStart() {
     QFETCH(QStringList, arguments);
     QFETCH(QString, emptyPath);
     QFETCH(QString, message);
-    HeldPort holder;
+    HeldPort holder(HeldPort::Listening);
     if (arguments.contains(QStringLiteral("TAKEN"))) {
-        QVERIFY(holder.port != 0);
-        const QString port = QString::number(holder.port);
+        QVERIFY(holder.port() != 0);
+        const QString port = QString::number(holder.port());
         arguments.replaceInStrings(QStringLiteral("TAKEN"), port);
         message.replace(QStringLiteral("TAKEN"), port);
     }

@@ -2,6 +2,7 @@
 // extractor's list of globals, CSV columns that follow what the firmware computes, a --set write that
 // changes it, a debugger reading beside a capture, and every injected server fault ending the capture
 // with its message and exit code, without a hang.
+#include "HeldPort.h"
 #include "SimChild.h"
 
 #include <QElapsedTimer>
@@ -11,12 +12,9 @@
 #include <QTemporaryDir>
 #include <QtTest>
 #include <algorithm>
-#include <arpa/inet.h>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 namespace {
@@ -89,22 +87,6 @@ bool ParseTable(const QByteArray& csv, Table* table, QString* problem) {
     }
     return true;
 }
-
-// A loopback port that refuses connections for as long as the object lives: bound, never listening.
-struct RefusingPort {
-    int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    std::uint16_t port = 0;
-    RefusingPort() {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        if (::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
-            ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0)
-            port = ntohs(address.sin_port);
-    }
-    ~RefusingPort() { ::close(fd); }
-};
 
 // Median of successive differences of the time column, in microseconds.
 double MedianTimeStep(const Table& table) {
@@ -422,8 +404,8 @@ void TestSimCapture::serverFaults() {
     QFETCH(QString, message);
     QFETCH(bool, amplitudeKept);
     Sim::SimChild sim;
-    RefusingPort refusing;
-    std::uint16_t port = refusing.port;
+    HeldPort refusing(HeldPort::Refusing);
+    std::uint16_t port = refusing.port();
     if (!fault.isEmpty()) {
         StartSim(sim, {QStringLiteral("--fault"), fault});
         port = sim.Port();
