@@ -3,7 +3,6 @@
 #include <cstring>
 
 #ifdef _WIN32
-#include <windows.h>
 #include <winsock2.h>
 #else
 #include <sys/mman.h>
