@@ -4,6 +4,8 @@
 #include "Acquisition.h"
 #include "HssSession.h"
 
+#include "BenchArguments.h"
+
 #include <QCoreApplication>
 #include <QProcess>
 #include <chrono>
@@ -23,7 +25,9 @@ double cpuSeconds() {
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
-    const double seconds = argc > 1 ? std::atof(argv[1]) : 5.0;
+    const double seconds = BenchArguments(
+        app, "Ingest throughput of 34 variables from a loopback server streaming full replies.",
+        {{"seconds", "seconds to measure", 5}})[0];
     const QString server = QCoreApplication::applicationDirPath() + "/tidewatch-fakegdb";
 
     QProcess fake;

@@ -7,6 +7,8 @@
 #include "SharedRam.h"
 #include "SimChild.h"
 
+#include "BenchArguments.h"
+
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QThread>
@@ -97,9 +99,11 @@ bool Measure(std::uint16_t port, const std::vector<std::uint64_t>& addresses, st
 
 int main(int argc, char* argv[]) {
     QCoreApplication app(argc, argv);
-    const QStringList args = app.arguments();
-    const std::uint32_t periodUs = args.size() > 1 ? args[1].toUInt() : 10;
-    const double seconds = args.size() > 2 ? args[2].toDouble() : 3.0;
+    const std::vector<double> args = BenchArguments(
+        app, "Sampling rate and time-stamp jitter of tidewatch-sim for 1 and 34 variables.",
+        {{"period_us", "sampling period in microseconds", 10}, {"seconds", "seconds per run", 3}});
+    const auto periodUs = static_cast<std::uint32_t>(args[0]);
+    const double seconds = args[1];
 
     ElfImage elf;
     QString error;

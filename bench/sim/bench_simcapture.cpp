@@ -3,6 +3,8 @@
 //   bench_simcapture [interval_us=10] [seconds=5]
 #include "SimChild.h"
 
+#include "BenchArguments.h"
+
 #include <QCoreApplication>
 #include <QProcess>
 #include <QRegularExpression>
@@ -28,9 +30,11 @@ QStringList Variables(int count) {
 
 int main(int argc, char* argv[]) {
     QCoreApplication app(argc, argv);
-    const QStringList args = app.arguments();
-    const QString interval = args.size() > 1 ? args[1] : QStringLiteral("10");
-    const QString seconds = args.size() > 2 ? args[2] : QStringLiteral("5");
+    const std::vector<double> args = BenchArguments(
+        app, "Frames per second of tidewatch-capture through tidewatch-sim, for 1 and 34 variables.",
+        {{"interval_us", "sampling interval in microseconds", 10}, {"seconds", "seconds per run", 5}});
+    const QString interval = QString::number(static_cast<int>(args[0]));
+    const QString seconds = QString::number(args[1]);
 
     QTemporaryDir dir;
     QProcess extractor;
@@ -61,7 +65,7 @@ int main(int argc, char* argv[]) {
                                   QStringLiteral("--interval"), interval, QStringLiteral("--duration"),
                                   seconds} +
                           Variables(count));
-        if (!capture.waitForFinished(seconds.toInt() * 1000 + 30000)) {
+        if (!capture.waitForFinished(static_cast<int>(args[1] * 1000) + 30000)) {
             std::fprintf(stderr, "bench_simcapture: the capture did not end\n");
             capture.kill();
             capture.waitForFinished(5000);
