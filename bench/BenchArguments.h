@@ -30,17 +30,17 @@ inline std::vector<double> BenchArguments(const QCoreApplication& app, const cha
         std::exit(2);
     }
     std::vector<double> values;
-    for (std::size_t i = 0; i < arguments.size(); ++i) {
-        if (static_cast<int>(i) >= given.size()) {
-            values.push_back(arguments[i].fallback);
+    for (int i = 0; i < static_cast<int>(arguments.size()); ++i) {
+        const BenchArgument& argument = arguments[static_cast<std::size_t>(i)];
+        if (i >= given.size()) {
+            values.push_back(argument.fallback);
             continue;
         }
         bool ok = false;
-        const double value = given[static_cast<int>(i)].toDouble(&ok);
+        const double value = given[i].toDouble(&ok);
         if (!ok || value <= 0) {
             std::fprintf(stderr, "%s: %s must be a positive number, not '%s'\n",
-                         qPrintable(app.applicationName()), arguments[i].name,
-                         qPrintable(given[static_cast<int>(i)]));
+                         qPrintable(app.applicationName()), argument.name, qPrintable(given[i]));
             std::exit(2);
         }
         values.push_back(value);

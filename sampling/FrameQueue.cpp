@@ -2,9 +2,6 @@
 
 #include "Console.h"
 #include "Platform.h"
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 
 namespace {
 
@@ -44,15 +41,17 @@ int FrameQueue::init() {
     // The cursors are already reset, so the queue reads as empty while the storage is zeroed; nobody
     // waits on the lock for it. Only this thread pushes afterwards. Writing zeros over 1,000,000
     // frames would hold up the first sample for most of a second, so the pages are handed back to
-    // the system instead and come back zeroed.
+    // the system instead and come back zeroed. A freshly allocated block is zero already.
     constexpr std::size_t bytes = sizeof(SampleFrame) * kQueueCapacity;
-    if (m_storage == nullptr)
-        m_storage = static_cast<SampleFrame*>(Platform::AllocateZeroedBlock(bytes));
+    if (m_storage != nullptr) {
+        Platform::ZeroBlock(m_storage, bytes);
+        return 0;
+    }
+    m_storage = static_cast<SampleFrame*>(Platform::AllocateZeroedBlock(bytes));
     if (m_storage == nullptr) {
         consolePrint("queue is error!!\n");
         return -1;
     }
-    Platform::ZeroBlock(m_storage, bytes);
     return 0;
 }
 
