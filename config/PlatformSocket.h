@@ -8,6 +8,7 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -32,8 +33,27 @@ inline long SocketRecv(int handle, char* data, int capacity) {
 #endif
 }
 
+// Sends small packets at once instead of waiting for the peer's delayed acknowledgement.
+inline bool SetNoDelay(int handle) {
+    int on = 1;
+#ifdef _WIN32
+    return ::setsockopt(static_cast<SOCKET>(handle), IPPROTO_TCP, TCP_NODELAY,
+                        reinterpret_cast<const char*>(&on), sizeof on) == 0;
+#else
+    return ::setsockopt(handle, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on) == 0;
+#endif
+}
+
+// Ends both directions; a receive blocked on the socket in another thread returns at once.
+inline int ShutdownSocket(int handle) {
+#ifdef _WIN32
+    return ::shutdown(static_cast<SOCKET>(handle), SD_BOTH);
+#else
+    return ::shutdown(handle, SHUT_RDWR);
+#endif
+}
+
 // Waits until the socket is readable (or closed): 1 ready, 0 timed out, -1 error.
-// On Linux this is a thread cancellation point.
 inline int WaitReadable(int handle, int timeoutMs) {
 #ifdef _WIN32
     WSAPOLLFD p{static_cast<SOCKET>(handle), POLLRDNORM, 0};

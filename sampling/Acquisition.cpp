@@ -1,10 +1,10 @@
 #include "Acquisition.h"
 
-#include "Cancellation.h"
 #include "CommonCfg.h"
 #include "Console.h"
 #include "GdbTransport.h"
 #include "HssSession.h"
+#include "StopRequest.h"
 #include "WatchList.h"
 
 #include <QByteArray>
@@ -31,6 +31,13 @@ std::mutex g_exitMutex;
 std::condition_variable g_exitCv;
 bool g_readerExited = false;
 
+// Stop waits this long for the reader to finish the exchange in flight, then wakes it by shutting
+// the socket down; the stop packet gets what is left of the budget, so stop stays under a second.
+constexpr int kStopBudgetMs = 900;
+constexpr int kReaderGraceMs = 400;
+// The GUI thread never waits longer on a server that accepted the connection and says nothing.
+constexpr int kHandshakeDeadlineMs = 2000;
+
 struct ExitNotice {
     ~ExitNotice() {
         std::lock_guard<std::mutex> lock(g_exitMutex);
@@ -53,7 +60,6 @@ void setSamplingTarget(const QString& host, uint16_t port) {
 
 void* readerThreadMain(void*) {
     ExitNotice notice;
-    markCancellableThread();
 
     const WatchList& list = watchList();
     const HssSettings& settings = hssSettings();
@@ -71,11 +77,11 @@ void* readerThreadMain(void*) {
     config.queue->init();
     g_sessionBegun.store(true);
 
-    try {
-        g_samplingResult.store(hssSession(config));
+    const int code = hssSession(config);
+    // A session cut short by a stop has no end code of its own.
+    if (!stopRequested()) {
+        g_samplingResult.store(code);
         g_ended.store(true);
-    } catch (const ThreadCancelled&) {
-        // Stopped from outside: the session has no end code of its own.
     }
     return nullptr;
 }
@@ -86,7 +92,12 @@ int startSampling(const QVector<VarParser::VarDes>& vars) {
         consolePrint("error\n");
         return -1;
     }
-    if (gdbConnect(g_host.constData(), g_port) != 0 || gdbHandshake() != 0) {
+    bool connected;
+    {
+        GdbDeadline deadline(kHandshakeDeadlineMs);
+        connected = gdbConnect(g_host.constData(), g_port) == 0 && gdbHandshake() == 0;
+    }
+    if (!connected) {
         gdbClose();
         g_startFailure = 2;
         return -1;
@@ -120,40 +131,38 @@ int startSampling(const QVector<VarParser::VarDes>& vars) {
         std::lock_guard<std::mutex> lock(g_exitMutex);
         g_readerExited = false;
     }
-    clearCancellation();
+    clearStopRequest();
     const int rc = pthread_create(&g_reader, nullptr, &readerThreadMain, nullptr);
     if (rc != 0) {
-        const int printed = consolePrint("ReadGDB pthread_create is error %d", rc);
-        return printed;
+        gdbClose();
+        return consolePrint("ReadGDB pthread_create is error %d", rc);
     }
     g_readerStarted = true;
     return 0;
 }
 
 int stopSampling() {
-    bool cancelledInFlight = false;
+    const auto begin = std::chrono::steady_clock::now();
     if (g_readerStarted) {
-        requestCancellation();
-        if (waitReaderExit(std::chrono::milliseconds(400))) {
-            pthread_join(g_reader, nullptr);
-        } else {
-            // Stuck where no cancellation point comes: leave it to finish on its own.
-            consolePrint("LOG>>reader thread did not stop in time\n");
-            pthread_detach(g_reader);
+        requestStop();
+        if (!waitReaderExit(std::chrono::milliseconds(kReaderGraceMs))) {
+            // Waiting on a server that does not finish its reply: give up the connection.
+            consolePrint("LOG>>the server did not finish its reply; closing the connection\n");
+            gdbShutdown();
+            waitReaderExit(std::chrono::milliseconds(kStopBudgetMs - kReaderGraceMs));
         }
+        // Every wait of the reader ends on the stop request or the shut-down socket.
+        pthread_join(g_reader, nullptr);
         g_readerStarted = false;
-        cancelledInFlight = !g_ended.load();
     }
-    // A reader cancelled in the middle of an exchange, or one that lost the stream, leaves half a
-    // reply or half the sample data behind; nothing after it could be read in step. A reader
-    // cancelled between exchanges left the buffer empty, so this drops nothing of value.
-    const int result = g_samplingResult.load();
-    if (cancelledInFlight || result == 3 || result == -1)
-        gdbRecvFill() = 0;
-    // The server gets a bounded time to answer the stop, so a silent one cannot hold us up.
-    gdbSetReceiveDeadline(400);
-    hssStop();
-    gdbSetReceiveDeadline(0);
+    // The server's sampling is ended only on a stream still in step; otherwise the close ends it.
+    if (gdbInStep()) {
+        const auto spent =
+            std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin)
+                .count();
+        GdbDeadline deadline(spent < kStopBudgetMs - 100 ? static_cast<int>(kStopBudgetMs - spent) : 100);
+        hssStop();
+    }
     return gdbClose();
 }
 

@@ -15,7 +15,7 @@ void setSamplingTarget(const QString& host, uint16_t port);
 // 0 on success; -1 for an empty selection or a failed connection (see samplingStartFailure()), or
 // the console print's result when the reader thread could not be created.
 int startSampling(const QVector<VarParser::VarDes>& vars);
-// Cancels and joins the reader thread, ends the server's sampling and closes the connection;
+// Stops and joins the reader thread, ends the server's sampling and closes the connection;
 // returns the close result. Returns within about a second whatever state the server is in.
 int stopSampling();
 bool samplingRunning();

@@ -1,6 +1,5 @@
 #include "GdbTransport.h"
 
-#include "Cancellation.h"
 #include "Console.h"
 #include "NoCase.h"
 #include "Platform.h"
@@ -13,23 +12,17 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <vector>
 
 namespace {
 
-int g_socket = -1;
+std::atomic<int> g_socket{-1};
 char g_tx[kGdbBufferSize];
 char g_rx[kGdbBufferSize];
 uint32_t g_rxFill = 0;
 uint32_t g_packetSize = 65536;
-std::atomic<bool> g_lost{false};
-std::atomic<int64_t> g_deadlineMs{0};
-
-// Each handshake makes a new mutex; earlier ones stay alive because a thread may still refer to them.
-std::vector<std::unique_ptr<GdbMutex>>& mutexes() {
-    static std::vector<std::unique_ptr<GdbMutex>> all;
-    return all;
-}
+std::atomic<bool> g_inStep{false};
+// Absolute deadline in steady milliseconds for the calling thread's receives; 0 means none.
+thread_local int64_t t_deadlineMs = 0;
 
 int64_t nowMs() {
     using namespace std::chrono;
@@ -83,56 +76,60 @@ int gdbConnect(const char* host, uint16_t port) {
         consolePrint("LOG>>_Connect failed.\n");
         return -1;
     }
-    g_socket = handle;
-    g_lost.store(false);
+    Platform::SetNoDelay(handle);
+    // Whatever an earlier connection left unread belongs to it, not to this one.
+    g_rxFill = 0;
+    g_packetSize = 65536;
+    g_socket.store(handle);
+    g_inStep.store(true);
     return 0;
 }
 
 int gdbClose() {
-    if (g_socket < 1)
+    const int handle = g_socket.load();
+    if (handle < 1)
         return 0;
-    const int rc = Platform::CloseSocket(g_socket);
-    if (rc == 0)
-        g_socket = -1;
+    const int rc = Platform::CloseSocket(handle);
+    if (rc == 0) {
+        g_socket.store(-1);
+        g_inStep.store(false);
+    }
     return rc;
 }
 
 int gdbSendRaw(const char* buffer, uint16_t length) {
-    if (g_socket < 1 || buffer == nullptr || length == 0)
+    const int handle = g_socket.load();
+    if (handle < 1 || buffer == nullptr || length == 0)
         return -1;
-    return Platform::SocketSend(g_socket, buffer, length) == length ? 0 : -1;
+    return Platform::SocketSend(handle, buffer, length) == length ? 0 : -1;
 }
 
 int gdbRecvRaw(char* buffer, uint16_t capacity) {
-    if (g_socket < 1 || buffer == nullptr || capacity == 0)
+    const int handle = g_socket.load();
+    if (handle < 1 || buffer == nullptr || capacity == 0)
         return -1;
-    // Waits in slices so that an armed deadline is noticed; without one this blocks until data
-    // or a close arrive, like a plain blocking receive.
-    for (;;) {
-        const int64_t deadline = g_deadlineMs.load();
-        int slice = 50;
-        if (deadline != 0) {
-            const int64_t left = deadline - nowMs();
-            if (left <= 0)
-                return -1;
-            slice = static_cast<int>(left < slice ? left : slice);
+    // Without a deadline this blocks until data or a close arrive; gdbShutdown wakes it.
+    while (t_deadlineMs != 0) {
+        const int64_t left = t_deadlineMs - nowMs();
+        if (left <= 0) {
+            // The reply may still come later and would be taken for the answer to something else.
+            g_inStep.store(false);
+            return -1;
         }
-        const int ready = Platform::WaitReadable(g_socket, slice);
+        const int ready = Platform::WaitReadable(handle, static_cast<int>(left));
         if (ready < 0) {
-            g_lost.store(true);
+            g_inStep.store(false);
             return -1;
         }
-        if (ready == 0) {
-            cancellationPoint();
-            continue;
-        }
-        const long got = Platform::SocketRecv(g_socket, buffer, capacity);
-        if (got < 1) {
-            g_lost.store(true);
-            return -1;
-        }
-        return static_cast<int>(got);
+        if (ready > 0)
+            break;
     }
+    const long got = Platform::SocketRecv(handle, buffer, capacity);
+    if (got < 1) {
+        g_inStep.store(false);
+        return -1;
+    }
+    return static_cast<int>(got);
 }
 
 int gdbSendPacket(const char* command) {
@@ -213,6 +210,7 @@ char* gdbReadReply() {
         // the buffer the stream is out of step and no reply can follow, so give up instead of spinning.
         if (g_rxFill == kGdbBufferSize) {
             consolePrint("LOG>>reply stream out of step\n");
+            g_inStep.store(false);
             return nullptr;
         }
         if (!receiveInto(g_rxFill))
@@ -221,7 +219,6 @@ char* gdbReadReply() {
 }
 
 int gdbHandshake() {
-    mutexes().push_back(std::make_unique<GdbMutex>());
     if (gdbSendPacket("qSupported:vContSupported") != 0)
         return -1;
     char* reply = gdbReadReply();
@@ -250,9 +247,8 @@ int gdbHandshake() {
 }
 
 GdbMutex& gdbMutex() {
-    if (mutexes().empty())
-        mutexes().push_back(std::make_unique<GdbMutex>());
-    return *mutexes().back();
+    static GdbMutex mutex;
+    return mutex;
 }
 
 char* gdbRecvBuffer() {
@@ -267,20 +263,33 @@ uint32_t gdbPacketSize() {
     return g_packetSize;
 }
 
-void gdbSetReceiveDeadline(int ms) {
-    g_deadlineMs.store(ms == 0 ? 0 : nowMs() + ms);
+void gdbShutdown() {
+    const int handle = g_socket.load();
+    g_inStep.store(false);
+    if (handle >= 1)
+        Platform::ShutdownSocket(handle);
 }
 
-bool gdbConnectionLost() {
-    return g_lost.load();
+bool gdbInStep() {
+    return g_inStep.load();
 }
 
-void gdbResetForTests() {
-    gdbClose();
-    g_socket = -1;
-    g_rxFill = 0;
-    std::memset(g_rx, 0, sizeof g_rx);
-    g_packetSize = 65536;
-    g_lost.store(false);
-    g_deadlineMs.store(0);
+void gdbMarkOutOfStep() {
+    g_inStep.store(false);
+}
+
+GdbDeadline::GdbDeadline(int ms) : m_until(nowMs() + ms), m_previous(t_deadlineMs) {
+    // A nested deadline never extends an outer one.
+    if (m_previous != 0 && m_previous < m_until)
+        m_until = m_previous;
+    t_deadlineMs = m_until;
+}
+
+GdbDeadline::~GdbDeadline() {
+    t_deadlineMs = m_previous;
+}
+
+int GdbDeadline::remainingMs() const {
+    const int64_t left = m_until - nowMs();
+    return left > 0 ? static_cast<int>(left) : 0;
 }

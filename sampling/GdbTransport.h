@@ -1,8 +1,7 @@
 #pragma once
 
-#include "GdbMutex.h"
-
 #include <cstdint>
+#include <mutex>
 
 // GDB remote serial protocol over one TCP connection per process. Replies are taken out of a
 // process-wide 4096-byte receive buffer; raw bytes a server sends after a reply packet (sample data)
@@ -10,9 +9,15 @@
 
 constexpr uint32_t kGdbBufferSize = 4096;
 
+// Serialises every request/reply exchange on the channel (reader thread and value writes). Taken
+// with scoped locks only, so no path can leave it held.
+using GdbMutex = std::recursive_timed_mutex;
+
+// Opens the connection with an empty receive buffer and fresh state (no delayed small packets).
 int gdbConnect(const char* host, uint16_t port);
 int gdbClose();
 int gdbSendRaw(const char* buffer, uint16_t length);
+// One receive; -1 when it failed, the peer closed, or the calling thread's deadline passed.
 int gdbRecvRaw(char* buffer, uint16_t capacity);
 // Sends "$command#cc" and waits for the server's "+"; 0 when acknowledged, -1 otherwise.
 int gdbSendPacket(const char* command);
@@ -26,11 +31,25 @@ char* gdbRecvBuffer();
 uint32_t& gdbRecvFill();
 uint32_t gdbPacketSize();
 
-// A receive deadline, in milliseconds from now, after which every blocking receive fails; used by
-// the stop path so that a silent server cannot hold it up. 0 disarms it.
-void gdbSetReceiveDeadline(int ms);
-// True once a receive found the connection closed or broken.
-bool gdbConnectionLost();
+// Wakes every receive blocked on the connection; nothing can be exchanged on it afterwards.
+void gdbShutdown();
+// False once a receive failed or timed out, or the stream fell out of step: what arrives next can
+// no longer be read as a reply, so the connection is only good for closing.
+bool gdbInStep();
+void gdbMarkOutOfStep();
 
-// Forgets the connection state and empties the buffers (for tests).
-void gdbResetForTests();
+// Bounds every receive of the calling thread while it lives: once `ms` have passed, receives fail
+// and the stream counts as out of step. Keeps the GUI thread from waiting on a silent server.
+class GdbDeadline {
+public:
+    explicit GdbDeadline(int ms);
+    ~GdbDeadline();
+    GdbDeadline(const GdbDeadline&) = delete;
+    GdbDeadline& operator=(const GdbDeadline&) = delete;
+    // Milliseconds left, at least 0.
+    int remainingMs() const;
+
+private:
+    int64_t m_until;
+    int64_t m_previous;
+};

@@ -1,11 +1,12 @@
 #include "HssSession.h"
 
-#include "Cancellation.h"
 #include "Console.h"
 #include "GdbTransport.h"
 #include "NoCase.h"
+#include "StopRequest.h"
 
 #include <atomic>
+#include <chrono>
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
@@ -25,12 +26,6 @@ struct FreeDeleter {
     void operator()(void* p) const { std::free(p); }
 };
 using CBuffer = std::unique_ptr<char, FreeDeleter>;
-
-struct VariableBlock {
-    uint64_t address;
-    uint32_t size;
-    uint32_t flags;
-};
 
 size_t decimalDigits(uint32_t v) {
     size_t n = 1;
@@ -147,12 +142,7 @@ int hssReadOnce(uint32_t* count) {
             digits = true;
         }
     }
-    if (!digits || n == 0) {
-        *count = 0;
-        gdbMutex().unlock();
-        return 0;
-    }
-    *count = n;
+    *count = digits ? n : 0;
     return 0;
 }
 
@@ -220,24 +210,23 @@ int decodeSamples(uint32_t blockSize, const uint8_t* data, const HssConfig& conf
     return 0;
 }
 
-int hssSession(const HssConfig& config) {
+void hssBeginSession() {
     g_lastStamp = UINT64_MAX;
     g_sampleCounter = 0;
     g_accumulated = 0;
+    g_emptyState = 0;
+    g_emptyCounter = 0;
+}
+
+int hssSession(const HssConfig& config) {
+    hssBeginSession();
 
     if (hssStop() != 0)
         return -1;
 
-    std::unique_ptr<VariableBlock[]> blocks(new (std::nothrow) VariableBlock[config.count + 1]());
-    if (!blocks)
-        return -1;
     uint32_t blockSize = 4;
-    for (uint32_t i = 0; i < config.count; ++i) {
-        blocks[i].address = config.address[i];
-        blocks[i].size = config.size[i];
-        blocks[i].flags = 0;
+    for (uint32_t i = 0; i < config.count; ++i)
         blockSize += config.size[i];
-    }
 
     if (exchangeOk("qSeggerHSS:Supported") != 0)
         return -1;
@@ -254,32 +243,43 @@ int hssSession(const HssConfig& config) {
     if (!samples)
         return -1;
 
-    GdbMutex& mutex = gdbMutex();
-    // Whatever levels this thread still holds when it leaves, cancelled or not, are given back.
-    GdbMutexCleanup release(mutex);
     for (;;) {
-        if (mutex.lock() != 0)
-            return -1;
+        // A stop lets the exchange in flight finish, so the stream stays in step for the stop packet.
+        if (stopRequested())
+            return 0;
+        std::unique_lock<GdbMutex> channel(gdbMutex(), std::defer_lock);
+        while (!channel.try_lock_for(std::chrono::milliseconds(50))) {
+            if (stopRequested())
+                return 0;
+        }
+        // A value write that timed out leaves its reply somewhere in the stream.
+        if (!gdbInStep())
+            return 3;
         uint32_t n = 0;
         const int rc = hssReadOnce(&n);
-        if (rc != 0) {
-            mutex.unlock();
+        if (rc != 0)
             return rc;
+        if (n > kHssMaxSamplesPerRead) {
+            // Its raw bytes cannot be taken out by a length we trust: the stream is lost.
+            consolePrint("LOG>>read reply announced %u samples, more than the %u asked for\n", n,
+                         kHssMaxSamplesPerRead);
+            gdbMarkOutOfStep();
+            return 3;
         }
-        if (n >= 1 && n <= kHssMaxSamplesPerRead) {
-            const int taken = takeRawBytes(samples.get(), static_cast<size_t>(n) * blockSize);
-            mutex.unlock();
-            if (taken != 0)
-                return taken;
-            const int decoded = decodeSamples(blockSize, samples.get(), config, n);
-            if (decoded != 0)
-                return decoded;
-            cancellableSleepMs(1);
-            cancellationPoint();
-        } else {
-            // An announcement above the limit is left in the stream with the channel still held.
-            cancellableSleepMs(100);
+        if (n == 0) {
+            channel.unlock();
+            if (!pauseUnlessStopped(100))
+                return 0;
+            continue;
         }
+        const int taken = takeRawBytes(samples.get(), static_cast<size_t>(n) * blockSize);
+        channel.unlock();
+        if (taken != 0)
+            return taken;
+        const int decoded = decodeSamples(blockSize, samples.get(), config, n);
+        if (decoded != 0)
+            return decoded;
+        pauseUnlessStopped(1);
     }
 }
 
@@ -293,12 +293,4 @@ int hssEmptyReadCounter() {
 
 uint64_t hssRepliesRead() {
     return g_repliesRead.load();
-}
-
-void hssResetForTests() {
-    g_lastStamp = UINT64_MAX;
-    g_accumulated = 0;
-    g_sampleCounter = 0;
-    g_emptyState = 0;
-    g_emptyCounter = 0;
 }

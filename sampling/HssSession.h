@@ -19,10 +19,12 @@ struct HssConfig {
 constexpr uint32_t kHssMaxSamplesPerRead = 10000;
 
 int hssStop();
-// One read request; with gdbMutex held. 0 and the announced count, or an error code. With 0 and a
-// count of 1 or more, the mutex is still held and the raw sample bytes wait in the stream.
+// One read request, made with gdbMutex held. 0 and the announced count, or an error code. With a
+// count of 1 or more the raw sample bytes wait in the stream; the caller takes them out before it
+// lets go of the channel.
 int hssReadOnce(uint32_t* count);
-// The whole session: returns its end code (-1, 3, 4 or a server's refusal).
+// The whole session: returns its end code (-1, 3, 4 or a server's refusal), or 0 when a stop was
+// requested.
 int hssSession(const HssConfig& config);
 // Turns n raw samples of `blockSize` bytes each into frames pushed into the config's queue.
 int decodeSamples(uint32_t blockSize, const uint8_t* data, const HssConfig& config, uint32_t n);
@@ -30,11 +32,10 @@ int decodeSamples(uint32_t blockSize, const uint8_t* data, const HssConfig& conf
 bool hssFormatStart(const HssConfig& config, char* out, size_t capacity);
 size_t hssStartCommandLength(const HssConfig& config);
 
+// Puts the session variables to their start: no time stamp yet, every counter at zero.
+void hssBeginSession();
 // Session counters, process-wide.
 uint64_t hssSampleCounter();
-// The empty-read state and counter outlive a session: a session that ended with 4 leaves the
-// counter at 15, so the next one ends at its first empty read.
 int hssEmptyReadCounter();
 // Read replies received since the process started; any thread may watch it for progress.
 uint64_t hssRepliesRead();
-void hssResetForTests();

@@ -4,11 +4,15 @@
 #include "GdbTransport.h"
 #include "NoCase.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 namespace {
+
+// A write waits at most this long for the channel and the server's answer together.
+constexpr int kWriteDeadlineMs = 2000;
 
 int reportFailure(int code) {
     consolePrint("    LOG>>Writing error %d\n", code);
@@ -41,8 +45,7 @@ int writeMemory(const WriteRequest& request) {
         uint32_t address = request.address[e];
         uint32_t word = request.value[e];
         const uint8_t* bytes = reinterpret_cast<const uint8_t*>(&word);
-        bool abandoned = false;
-        while (remaining > 0 && !abandoned) {
+        while (remaining > 0) {
             const uint32_t chunk = remaining < 512 ? remaining : 512;
             char packet[256];
             std::memset(packet, 0, sizeof packet);
@@ -59,24 +62,20 @@ int writeMemory(const WriteRequest& request) {
             }
             packet[at] = '\0';
 
-            GdbMutex& mutex = gdbMutex();
-            if (mutex.lock() != 0)
+            GdbDeadline deadline(kWriteDeadlineMs);
+            std::unique_lock<GdbMutex> channel(gdbMutex(), std::defer_lock);
+            if (!channel.try_lock_for(std::chrono::milliseconds(deadline.remainingMs())))
                 return reportFailure(-1);
             const int sent = gdbSendPacket(packet);
             if (sent != 0)
-                return reportFailure(sent); // the channel stays held, as it always has
+                return reportFailure(sent);
             char* reply = gdbReadReply();
-            if (reply == nullptr) {
-                abandoned = true; // go on with the next entry; the channel stays held
-                continue;
-            }
+            if (reply == nullptr)
+                return reportFailure(-1); // no answer in time, or the connection is gone
             const int cmp = compareNoCase(reply, "OK");
-            if (cmp != 0) {
-                std::free(reply);
-                return reportFailure(cmp);
-            }
-            mutex.unlock();
             std::free(reply);
+            if (cmp != 0)
+                return reportFailure(cmp);
             address += chunk;
             remaining -= chunk;
         }

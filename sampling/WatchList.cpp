@@ -25,12 +25,3 @@ int32_t addressOf(const QString& text) {
     const int value = text.toInt(&ok, 16);
     return ok ? value : 0;
 }
-
-void resetWatchListForTests() {
-    watchList() = WatchList();
-    HssSettings& s = hssSettings();
-    s.period = 20;
-    s.reserved30 = 30;
-    s.displayDepth.store(500000);
-    s.reserved = 0;
-}

@@ -34,5 +34,3 @@ HssSettings& hssSettings();
 int typeCodeOf(const QString& typeName);
 // An address text read as a base-16 signed 32-bit number; 0 when it does not parse.
 int32_t addressOf(const QString& text);
-
-void resetWatchListForTests();

@@ -67,7 +67,7 @@ class DataSourceTest : public QObject {
 private slots:
     void init() {
         CommonCfg::ResetForTests();
-        resetWatchListForTests();
+        watchList() = WatchList();
         FrameRate::ResetForTests();
     }
 

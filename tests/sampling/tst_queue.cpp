@@ -31,7 +31,7 @@ class QueueTest : public QObject {
 private slots:
     void init() {
         QCOMPARE(FrameQueue::instance().init(), 0);
-        resetWatchListForTests();
+        watchList() = WatchList();
         watchList().count = 1;
     }
 

@@ -47,25 +47,21 @@ class SessionTest : public QObject {
 private slots:
     void initTestCase() { QCOMPARE(FrameQueue::instance().init(), 0); }
     void init() {
-        gdbResetForTests();
-        hssResetForTests();
+        hssBeginSession();
         FrameQueue::instance().init();
     }
-    void cleanup() {
-        gdbMutex().releaseAll();
-        gdbResetForTests();
-    }
+    void cleanup() { gdbClose(); }
 
     void startCommand_data();
     void startCommand();
     void readReply_data();
     void readReply();
-    void emptyReadsEndTheSessionAndTheCountSurvives();
+    void emptyReadsEndTheSession();
     void decodeTimeAndSizes_data();
     void decodeTimeAndSizes();
     void sessionReassemblesSplitSampleData();
-    void announcementAboveLimitIsNotConsumed();
-    void refusedStartEndsWithMinusOne();
+    void sessionEnds_data();
+    void sessionEnds();
 };
 
 void SessionTest::startCommand_data() {
@@ -106,36 +102,32 @@ void SessionTest::readReply_data() {
     QTest::addColumn<QString>("reply");
     QTest::addColumn<int>("result");
     QTest::addColumn<uint>("count");
-    QTest::addColumn<int>("heldAfter");
-    QTest::newRow("plain") << "OK,00000010" << 0 << 16u << 1;
-    QTest::newRow("lowercase ok") << "ok,A" << 0 << 10u << 1;
-    QTest::newRow("blank and 0x") << "OK, 0x1f" << 0 << 31u << 1;
-    QTest::newRow("capital X is not a prefix") << "OK,0X1f" << 0 << 0u << 0;
-    QTest::newRow("zero") << "OK,0" << 0 << 0u << 0;
-    QTest::newRow("no digits") << "OK," << 0 << 0u << 0;
-    QTest::newRow("above the limit") << "OK,2711" << 0 << 10001u << 1;
-    QTest::newRow("error reply") << "E01" << int('e' - 'o') << 0u << 1;
+    QTest::newRow("plain") << "OK,00000010" << 0 << 16u;
+    QTest::newRow("lowercase ok") << "ok,A" << 0 << 10u;
+    QTest::newRow("blank and 0x") << "OK, 0x1f" << 0 << 31u;
+    QTest::newRow("capital X is not a prefix") << "OK,0X1f" << 0 << 0u;
+    QTest::newRow("zero") << "OK,0" << 0 << 0u;
+    QTest::newRow("no digits") << "OK," << 0 << 0u;
+    QTest::newRow("above the limit") << "OK,2711" << 0 << 10001u;
+    QTest::newRow("error reply") << "E01" << int('e' - 'o') << 0u;
 }
 
 void SessionTest::readReply() {
     QFETCH(QString, reply);
     QFETCH(int, result);
     QFETCH(uint, count);
-    QFETCH(int, heldAfter);
     FakeGdbServer server;
     const std::string text = reply.toStdString();
     server.setHandler(readReplies([text](int) { return text; }));
     QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
-    QCOMPARE(gdbMutex().lock(), 0);
     uint32_t n = 12345;
     QCOMPARE(hssReadOnce(&n), result);
     if (result == 0)
         QCOMPARE(n, count);
-    QCOMPARE(gdbMutex().depth(), heldAfter);
     QCOMPARE(QString::fromStdString(server.commands().back()), QString("qSeggerHSS:Read:00002710"));
 }
 
-void SessionTest::emptyReadsEndTheSessionAndTheCountSurvives() {
+void SessionTest::emptyReadsEndTheSession() {
     FakeGdbServer server;
     // 3 empties, one "OK,0" (not the exact empty text: resets), then empties for ever.
     server.setHandler(
@@ -145,19 +137,15 @@ void SessionTest::emptyReadsEndTheSessionAndTheCountSurvives() {
     int reads = 0;
     int rc = 0;
     while (rc == 0 && reads < 40) {
-        gdbMutex().lock();
         rc = hssReadOnce(&n);
         ++reads;
-        if (rc != 0)
-            gdbMutex().unlock();
     }
     QCOMPARE(rc, 4);
     QCOMPARE(reads, 4 + 15); // the reset at read 4, then the first empty counts as one
-    QCOMPARE(hssEmptyReadCounter(), 15);
-    // A new session in the same process ends at its first empty read.
-    gdbMutex().lock();
-    QCOMPARE(hssReadOnce(&n), 4);
-    gdbMutex().unlock();
+    // A new session starts counting from zero.
+    hssBeginSession();
+    QCOMPARE(hssReadOnce(&n), 0);
+    QCOMPARE(hssEmptyReadCounter(), 1);
 }
 
 void SessionTest::decodeTimeAndSizes_data() {
@@ -239,29 +227,39 @@ void SessionTest::sessionReassemblesSplitSampleData() {
         QCOMPARE(frames[i].value[2], uint32_t((i + 2) & 0xffff));
         QCOMPARE(frames[i].value[3], uint32_t(i + 3));
     }
-    QCOMPARE(gdbMutex().depth(), 0);
 }
 
-void SessionTest::announcementAboveLimitIsNotConsumed() {
+void SessionTest::sessionEnds_data() {
+    QTest::addColumn<QString>("command"); // the command whose answer ends the session
+    QTest::addColumn<QString>("reply");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<int>("reads");
+    QTest::newRow("start refused") << "qSeggerHSS:Start:"
+                                   << "E03" << -1 << 0;
+    QTest::newRow("supported refused") << "qSeggerHSS:Supported"
+                                       << "" << -1 << 0;
+    QTest::newRow("read refused") << "qSeggerHSS:Read:"
+                                  << "E02" << int('e' - 'o') << 1;
+    QTest::newRow("more samples than asked for") << "qSeggerHSS:Read:"
+                                                 << "OK,2711" << 3 << 1;
+}
+
+void SessionTest::sessionEnds() {
+    QFETCH(QString, command);
+    QFETCH(QString, reply);
+    QFETCH(int, code);
+    QFETCH(int, reads);
     FakeGdbServer server;
-    server.setHandler(
-        readReplies([](int i) { return i == 0 ? std::string("OK,2711") : std::string("E02"); }));
+    server.setHandler(FakeGdbServer::answering(command.toStdString(), reply.toStdString()));
     QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
     const HssConfig c = configOf({4});
     auto session = std::async(std::launch::async, [&] { return hssSession(c); });
     QCOMPARE(session.wait_for(std::chrono::seconds(10)), std::future_status::ready);
-    QCOMPARE(session.get(), int('e' - 'o'));
+    QCOMPARE(session.get(), code);
     QVERIFY(drainQueue().empty());
-    QCOMPARE(server.countCommands("qSeggerHSS:Read:"), 2);
-}
-
-void SessionTest::refusedStartEndsWithMinusOne() {
-    FakeGdbServer server;
-    server.setHandler(FakeGdbServer::answering("qSeggerHSS:Start:", "E03"));
-    QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
-    const HssConfig c = configOf({4});
-    QCOMPARE(hssSession(c), -1);
-    QCOMPARE(server.countCommands("qSeggerHSS:Read:"), 0);
+    QCOMPARE(server.countCommands("qSeggerHSS:Read:"), reads);
+    // A count above the limit leaves bytes nobody can place: the stream is given up.
+    QCOMPARE(gdbInStep(), code != 3);
 }
 
 QTEST_GUILESS_MAIN(SessionTest)

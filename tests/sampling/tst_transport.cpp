@@ -5,25 +5,22 @@
 #include <QElapsedTimer>
 #include <QtTest>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 
 namespace {
 
-struct Payload {
-    explicit Payload(char* p) : text(p) {}
-    ~Payload() { std::free(text); }
-    char* text;
-};
+using Payload = std::unique_ptr<char, decltype(&std::free)>;
 
-// A handler that answers one command with fixed raw bytes (after the usual "+").
-FakeGdbServer::Handler rawAnswer(const std::string& command, const std::string& bytes,
-                                 const std::string& ack = "+") {
-    return [=](const std::string& c, FakeGdbServer::Reply& r) {
-        if (c != command)
-            return false;
+Payload readReply() {
+    return Payload(gdbReadReply(), &std::free);
+}
+
+// A handler that answers every command with fixed raw bytes after the given acknowledgement.
+FakeGdbServer::Handler rawAnswer(const std::string& bytes, const std::string& ack = "+", bool close = false) {
+    return [=](const std::string&, FakeGdbServer::Reply& r) {
         r.ack = ack;
         r.chunks = {bytes};
+        r.close = close;
         return true;
     };
 }
@@ -33,28 +30,21 @@ FakeGdbServer::Handler rawAnswer(const std::string& command, const std::string& 
 class TransportTest : public QObject {
     Q_OBJECT
 private slots:
-    void init() { gdbResetForTests(); }
-    void cleanup() { gdbResetForTests(); }
+    void cleanup() { gdbClose(); }
 
-    void framesCommandsWithLowercaseChecksum_data();
-    void framesCommandsWithLowercaseChecksum();
+    void framing_data();
+    void framing();
     void acknowledgement_data();
     void acknowledgement();
-    void skipsLeadingAcksAndAnswersWithOne();
-    void twoPacketsInOneReceive();
-    void waitsForSecondChecksumCharacter();
-    void bytesAfterReplyStayInBuffer();
-    void handshakePacketSize_data();
-    void handshakePacketSize();
-    void handshakeFailsWhenStopRefused();
-    void connectFailureIsReported();
-    void rawCallsRefuseWithoutConnection();
-    void closedConnectionEndsReplyRead();
-    void strayByteFillingBufferEndsReplyRead();
-    void receiveDeadlineBoundsSilentServer();
+    void replyStream_data();
+    void replyStream();
+    void handshake_data();
+    void handshake();
+    void refusesWithoutConnection();
+    void newConnectionStartsClean();
 };
 
-void TransportTest::framesCommandsWithLowercaseChecksum_data() {
+void TransportTest::framing_data() {
     QTest::addColumn<QByteArray>("command");
     QTest::addColumn<QByteArray>("wire");
     QTest::newRow("empty") << QByteArray("") << QByteArray("$#00");
@@ -64,7 +54,7 @@ void TransportTest::framesCommandsWithLowercaseChecksum_data() {
     QTest::newRow("letter digits") << QByteArray("m0,4") << QByteArray("$m0,4#fd");
 }
 
-void TransportTest::framesCommandsWithLowercaseChecksum() {
+void TransportTest::framing() {
     QFETCH(QByteArray, command);
     QFETCH(QByteArray, wire);
     FakeGdbServer server;
@@ -81,102 +71,121 @@ void TransportTest::acknowledgement_data() {
     QTest::newRow("minus is not retried") << QByteArray("-") << -1;
     QTest::newRow("break bytes are ignored") << QByteArray("\x03\x03+") << 0;
     QTest::newRow("stray byte before plus") << QByteArray("x+") << 0;
+    QTest::newRow("no answer before the deadline") << QByteArray() << -1;
 }
 
 void TransportTest::acknowledgement() {
     QFETCH(QByteArray, ack);
     QFETCH(int, result);
     FakeGdbServer server;
-    server.setHandler([&](const std::string&, FakeGdbServer::Reply& r) {
-        r.ack = ack.toStdString();
-        return true;
-    });
+    server.setHandler(rawAnswer("", ack.toStdString()));
     QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
-    QCOMPARE(gdbSendPacket("qC"), result);
+    QElapsedTimer clock;
+    clock.start();
+    {
+        GdbDeadline deadline(300);
+        QCOMPARE(gdbSendPacket("qC"), result);
+    }
+    QVERIFY(clock.elapsed() < 1000);
     QCOMPARE(server.countCommands("qC"), 1); // sent once, never again
+    QCOMPARE(gdbInStep(), !ack.isEmpty());
 }
 
-void TransportTest::skipsLeadingAcksAndAnswersWithOne() {
+void TransportTest::replyStream_data() {
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<bool>("close");
+    QTest::addColumn<QStringList>("payloads"); // what successive reads return; "<null>" for none
+    QTest::addColumn<QByteArray>("left");      // what stays in the receive buffer
+    QTest::addColumn<bool>("inStep");
+    QTest::addColumn<int>("split"); // the reply arrives in pieces of this many bytes
+    QTest::newRow("leading acks skipped")
+        << QByteArray("+++$OK#9a") << false << QStringList{"OK"} << QByteArray() << true << 4;
+    QTest::newRow("two packets in one receive")
+        << QByteArray("$first#00$second#00") << false << QStringList{"first", "second"} << QByteArray()
+        << true << 4;
+    QTest::newRow("raw bytes after the reply stay")
+        << QByteArray("$OK,2#00\x01\x02\x03", 11) << false << QStringList{"OK,2"}
+        << QByteArray("\x01\x02\x03", 3) << true << 0;
+    QTest::newRow("closed before a packet")
+        << QByteArray("$OK") << true << QStringList{"<null>"} << QByteArray("$OK") << false << 4;
+    QTest::newRow("stray byte fills the buffer")
+        << QByteArray("x") + QByteArray(5000, 'y') << false << QStringList{"<null>"}
+        << QByteArray("x") + QByteArray(kGdbBufferSize - 1, 'y') << false << 1000;
+}
+
+void TransportTest::replyStream() {
+    QFETCH(QByteArray, bytes);
+    QFETCH(bool, close);
+    QFETCH(QStringList, payloads);
+    QFETCH(QByteArray, left);
+    QFETCH(bool, inStep);
+    QFETCH(int, split);
     FakeGdbServer server;
-    server.setHandler(rawAnswer("qC", "+++$OK#9a"));
+    server.setSplit(split); // pieces of 4: a "#" can come before its checksum
+    server.setPieceGapUs(300);
+    server.setHandler(rawAnswer(bytes.toStdString(), "+", close));
     QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
     QCOMPARE(gdbSendPacket("qC"), 0);
-    Payload reply(gdbReadReply());
-    QVERIFY(reply.text);
-    QCOMPARE(QByteArray(reply.text), QByteArray("OK"));
-    QTRY_COMPARE(server.acksReceived(), 1);
-    QCOMPARE(gdbRecvFill(), 0u);
+    for (const QString& expected : payloads) {
+        Payload reply = readReply();
+        QCOMPARE(reply ? QString(reply.get()) : QString("<null>"), expected);
+    }
+    if (left.isEmpty()) // every packet taken is answered with exactly one "+"
+        QTRY_COMPARE(server.acksReceived(), payloads.size());
+    QTRY_COMPARE(QByteArray(gdbRecvBuffer(), int(gdbRecvFill())), left);
+    QCOMPARE(gdbInStep(), inStep);
 }
 
-void TransportTest::twoPacketsInOneReceive() {
-    FakeGdbServer server;
-    server.setHandler(rawAnswer("qC", FakeGdbServer::frame("first") + FakeGdbServer::frame("second")));
-    QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
-    QCOMPARE(gdbSendPacket("qC"), 0);
-    Payload one(gdbReadReply());
-    QCOMPARE(QByteArray(one.text), QByteArray("first"));
-    // The second packet waits at the head of the buffer.
-    QTRY_VERIFY(gdbRecvFill() > 0);
-    QCOMPARE(gdbRecvBuffer()[0], '$');
-    Payload two(gdbReadReply());
-    QCOMPARE(QByteArray(two.text), QByteArray("second"));
-}
-
-void TransportTest::waitsForSecondChecksumCharacter() {
-    FakeGdbServer server;
-    server.setHandler(rawAnswer("qC", "a"));
-    QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
-    // The packet has arrived up to its first checksum character; the second comes with the answer.
-    std::memcpy(gdbRecvBuffer(), "$OK#9", 5);
-    gdbRecvFill() = 5;
-    QCOMPARE(gdbSendPacket("qC"), 0);
-    Payload reply(gdbReadReply());
-    QCOMPARE(QByteArray(reply.text), QByteArray("OK"));
-    QCOMPARE(gdbRecvFill(), 0u);
-}
-
-void TransportTest::bytesAfterReplyStayInBuffer() {
-    FakeGdbServer server;
-    server.setHandler(rawAnswer("qC", FakeGdbServer::frame("OK,2") + std::string("\x01\x02\x03", 3)));
-    QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
-    QCOMPARE(gdbSendPacket("qC"), 0);
-    Payload reply(gdbReadReply());
-    QCOMPARE(QByteArray(reply.text), QByteArray("OK,2"));
-    QCOMPARE(gdbRecvFill(), 3u);
-    QCOMPARE(QByteArray(gdbRecvBuffer(), 3), QByteArray("\x01\x02\x03", 3));
-}
-
-void TransportTest::handshakePacketSize_data() {
-    QTest::addColumn<QString>("supported");
+void TransportTest::handshake_data() {
+    QTest::addColumn<QString>("supported"); // "<silent>": the server accepts and says nothing
+    QTest::addColumn<QString>("stopReply");
+    QTest::addColumn<int>("result");
     QTest::addColumn<uint>("size");
-    QTest::newRow("decimal") << "PacketSize=4000;qXfer:features:read+" << 4000u;
-    QTest::newRow("hex digits read as decimal") << "PacketSize=3fff" << 3u;
-    QTest::newRow("blanks skipped") << "swbreak+;PacketSize= \t1200" << 1200u;
-    QTest::newRow("absent") << "swbreak+" << 65536u;
+    QTest::newRow("decimal") << "PacketSize=4000;qXfer:features:read+"
+                             << "OK" << 0 << 4000u;
+    QTest::newRow("hex digits read as decimal") << "PacketSize=3fff"
+                                                << "ok" << 0 << 3u;
+    QTest::newRow("blanks skipped") << "swbreak+;PacketSize= \t1200"
+                                    << "OK" << 0 << 1200u;
+    QTest::newRow("absent") << "swbreak+"
+                            << "OK" << 0 << 65536u;
+    QTest::newRow("stop refused") << "PacketSize=4000"
+                                  << "" << -1 << 4000u;
+    QTest::newRow("silent server") << "<silent>"
+                                   << "OK" << -1 << 65536u;
 }
 
-void TransportTest::handshakePacketSize() {
+void TransportTest::handshake() {
     QFETCH(QString, supported);
+    QFETCH(QString, stopReply);
+    QFETCH(int, result);
     QFETCH(uint, size);
     FakeGdbServer server;
     server.setQSupportedReply(supported.toStdString());
+    server.setHandler([&](const std::string& c, FakeGdbServer::Reply& r) {
+        r.silent = supported == "<silent>";
+        if (c == "qSeggerHSS:Stop")
+            r.chunks = {FakeGdbServer::frame(stopReply.toStdString())};
+        return r.silent || c == "qSeggerHSS:Stop";
+    });
     QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
-    QCOMPARE(gdbHandshake(), 0);
+    QElapsedTimer clock;
+    clock.start();
+    {
+        GdbDeadline deadline(500);
+        QCOMPARE(gdbHandshake(), result);
+    }
+    QVERIFY(clock.elapsed() < 1500);
     QCOMPARE(gdbPacketSize(), size);
-    const auto commands = server.commands();
-    QCOMPARE(commands.size(), size_t(2));
-    QCOMPARE(QString::fromStdString(commands[0]), QString("qSupported:vContSupported"));
-    QCOMPARE(QString::fromStdString(commands[1]), QString("qSeggerHSS:Stop"));
+    if (supported != "<silent>") {
+        const auto commands = server.commands();
+        QCOMPARE(commands.size(), size_t(2));
+        QCOMPARE(QString::fromStdString(commands[0]), QString("qSupported:vContSupported"));
+        QCOMPARE(QString::fromStdString(commands[1]), QString("qSeggerHSS:Stop"));
+    }
 }
 
-void TransportTest::handshakeFailsWhenStopRefused() {
-    FakeGdbServer server;
-    server.setHandler(rawAnswer("qSeggerHSS:Stop", FakeGdbServer::frame("")));
-    QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
-    QCOMPARE(gdbHandshake(), -1);
-}
-
-void TransportTest::connectFailureIsReported() {
+void TransportTest::refusesWithoutConnection() {
     quint16 freePort;
     {
         FakeGdbServer probe;
@@ -185,9 +194,6 @@ void TransportTest::connectFailureIsReported() {
     QCOMPARE(gdbConnect(nullptr, 3333), -1);
     QCOMPARE(gdbConnect("127.0.0.1", freePort), -1);
     QCOMPARE(gdbClose(), 0);
-}
-
-void TransportTest::rawCallsRefuseWithoutConnection() {
     char byte = 0;
     QCOMPARE(gdbSendRaw("x", 1), -1);
     QCOMPARE(gdbRecvRaw(&byte, 1), -1);
@@ -199,43 +205,24 @@ void TransportTest::rawCallsRefuseWithoutConnection() {
     QCOMPARE(gdbRecvRaw(&byte, 0), -1);
 }
 
-void TransportTest::closedConnectionEndsReplyRead() {
+void TransportTest::newConnectionStartsClean() {
+    // The first connection dies with half a reply and raw bytes in the buffer.
+    {
+        FakeGdbServer server;
+        server.setHandler(rawAnswer("$OK,5#00\x01\x02", "+", true));
+        QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
+        QCOMPARE(gdbSendPacket("qC"), 0);
+        Payload reply = readReply();
+        QTRY_VERIFY(gdbRecvFill() > 0 || !gdbInStep());
+        gdbShutdown();
+        QCOMPARE(gdbClose(), 0);
+    }
     FakeGdbServer server;
-    server.setHandler([](const std::string&, FakeGdbServer::Reply& r) {
-        r.close = true;
-        return true;
-    });
     QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
-    QCOMPARE(gdbSendPacket("qC"), 0);
-    QElapsedTimer clock;
-    clock.start();
-    QVERIFY(gdbReadReply() == nullptr);
-    QVERIFY(gdbConnectionLost());
-    QVERIFY(clock.elapsed() < 1000);
-}
-
-void TransportTest::strayByteFillingBufferEndsReplyRead() {
-    FakeGdbServer server;
-    server.setHandler(rawAnswer("qC", "x" + std::string(5000, 'y')));
-    QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
-    QCOMPARE(gdbSendPacket("qC"), 0);
-    QVERIFY(gdbReadReply() == nullptr);
-    QCOMPARE(gdbRecvFill(), kGdbBufferSize);
-}
-
-void TransportTest::receiveDeadlineBoundsSilentServer() {
-    FakeGdbServer server;
-    server.setHandler([](const std::string&, FakeGdbServer::Reply& r) {
-        r.silent = true;
-        return true;
-    });
-    QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
-    gdbSetReceiveDeadline(200);
-    QElapsedTimer clock;
-    clock.start();
-    QCOMPARE(gdbSendPacket("qC"), -1);
-    gdbSetReceiveDeadline(0);
-    QVERIFY(clock.elapsed() < 1000);
+    QCOMPARE(gdbRecvFill(), 0u);
+    QVERIFY(gdbInStep());
+    GdbDeadline deadline(2000);
+    QCOMPARE(gdbHandshake(), 0);
 }
 
 QTEST_GUILESS_MAIN(TransportTest)

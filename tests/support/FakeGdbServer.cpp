@@ -146,6 +146,8 @@ void FakeGdbServer::sendAll(int fd, const std::string& bytes) {
         if (sent <= 0)
             return;
         at += static_cast<size_t>(sent);
+        if (split > 0 && m_gapUs.load() > 0 && at < bytes.size())
+            std::this_thread::sleep_for(std::chrono::microseconds(m_gapUs.load()));
     }
 }
 
@@ -160,6 +162,7 @@ void FakeGdbServer::serve() {
         int one = 1;
         setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
         m_connections.fetch_add(1);
+        m_silent.store(false); // a new connection finds the server talking again
         m_client.store(fd);
         handleConnection(fd);
         m_client.store(-1);
@@ -235,6 +238,8 @@ void FakeGdbServer::answer(int fd, const std::string& command, bool& closeNow) {
     }
     if (!out.empty())
         sendAll(fd, out);
+    if (reply.hangAfter)
+        m_silent.store(true);
     if (reply.close) {
         ::shutdown(fd, SHUT_RDWR);
         closeNow = true;

@@ -22,6 +22,7 @@ public:
         std::vector<std::string> chunks; // sent in order, each in its own send call
         bool close = false;              // close the connection after sending
         bool silent = false;             // send nothing at all from now on
+        bool hangAfter = false;          // send the chunks, then nothing more
     };
     using Handler = std::function<bool(const std::string& command, Reply& reply)>;
     // Produces the bytes of one sample's variables (not the time stamp) for sample number `index`.
@@ -45,6 +46,8 @@ public:
     }
     // Every sample record and reply packet goes out in chunks of this many bytes (0: one send).
     void setSplit(size_t bytes) { m_split = bytes; }
+    // Pause between two pieces of a split reply, in microseconds.
+    void setPieceGapUs(int us) { m_gapUs = us; }
     void setQSupportedReply(const std::string& reply) { m_qSupported = reply; }
     // Stop answering reads after this many (they get no reply and no ack).
     void setSilentAfterReads(int n) { m_silentAfterReads = n; }
@@ -100,6 +103,7 @@ private:
     std::atomic<uint32_t> m_firstStamp{0};
     std::atomic<uint32_t> m_stampStep{20};
     std::atomic<size_t> m_split{0};
+    std::atomic<int> m_gapUs{0};
     std::string m_qSupported = "PacketSize=4000;qXfer:features:read+";
     std::atomic<int> m_silentAfterReads{-1};
     std::atomic<int> m_closeAfterReads{-1};

@@ -7,15 +7,19 @@
 #include "WatchList.h"
 
 void resetSamplingState() {
-    gdbResetForTests();
-    hssResetForTests();
-    resetWatchListForTests();
+    endSampling();
+    hssBeginSession();
+    watchList() = WatchList();
+    HssSettings& s = hssSettings();
+    s.period = 20;
+    s.reserved30 = 30;
+    s.displayDepth.store(500000);
+    s.reserved = 0;
     CommonCfg::ResetForTests();
 }
 
 void endSampling() {
     if (samplingRunning())
         stopSampling();
-    gdbMutex().releaseAll();
-    gdbResetForTests();
+    gdbClose();
 }

@@ -22,7 +22,7 @@ private slots:
 void TestVarTableScreenshot::tableWithValues() {
     VarParser::ResetForTests();
     CommonCfg::ResetForTests();
-    resetWatchListForTests();
+    watchList() = WatchList();
     QVERIFY(LoadCatalogue({
         {"motor.c",
          {{"motor_speed", "20000010", "int"},

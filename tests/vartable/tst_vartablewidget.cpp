@@ -70,12 +70,12 @@ private slots:
     void init() {
         VarParser::ResetForTests();
         CommonCfg::ResetForTests();
-        resetWatchListForTests();
+        watchList() = WatchList();
     }
     void cleanup() {
         VarParser::ResetForTests();
         CommonCfg::ResetForTests();
-        resetWatchListForTests();
+        watchList() = WatchList();
     }
 
     void columns();

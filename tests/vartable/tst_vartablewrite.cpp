@@ -15,12 +15,10 @@ private slots:
     void init() {
         VarParser::ResetForTests();
         CommonCfg::ResetForTests();
-        resetWatchListForTests();
-        gdbResetForTests();
+        watchList() = WatchList();
     }
     void cleanup() {
-        gdbMutex().releaseAll();
-        gdbResetForTests();
+        gdbClose();
         VarParser::ResetForTests();
         CommonCfg::ResetForTests();
     }

@@ -4,7 +4,6 @@
 #include "CommonCfg.h"
 #include "CsvWriter.h"
 #include "FrameQueue.h"
-#include "GdbTransport.h"
 #include "HssSession.h"
 #include "MemoryWrite.h"
 
@@ -24,14 +23,13 @@ void idleBriefly() {
     nanosleep(&t, nullptr);
 }
 
-// Writes the --set values through the same edit entry as the table's value cell. A refused write
-// leaves the channel held by this thread; hand it back so sampling goes on.
+// Writes the --set values through the same edit entry as the table's value cell; sampling goes on
+// whatever their outcome.
 bool applyAssignments(const CaptureOptions& options, std::FILE* err) {
     bool allOk = true;
     for (const CaptureOptions::Assignment& a : options.sets) {
         const uint32_t address = a.target.address.toUInt(nullptr, 16);
         const int rc = writeEditedValue(address, a.target.type, a.value);
-        gdbMutex().releaseAll();
         if (rc == 0) {
             std::fprintf(err, "tidewatch-capture: set %s = %s: ok\n", qPrintable(a.name),
                          qPrintable(a.value));
