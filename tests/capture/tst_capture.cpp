@@ -4,6 +4,7 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
+#include <csignal>
 #include <cstring>
 
 namespace {
@@ -66,6 +67,7 @@ private slots:
     void setWritesReachTargetMemory();
     void refusedSetExitsFive();
     void symbolsFileNamesVariables();
+    void terminatesCleanlyOnSignal_data();
     void terminatesCleanlyOnSignal();
 };
 
@@ -227,21 +229,47 @@ void CaptureTest::symbolsFileNamesVariables() {
     QCOMPARE(server.countCommands("M20000010,4:03000000"), 1);
 }
 
+void CaptureTest::terminatesCleanlyOnSignal_data() {
+    QTest::addColumn<QString>("state");
+    QTest::addColumn<int>("exitCode");
+    QTest::newRow("sampling") << "sampling" << 0;
+    QTest::newRow("server silent mid-reply") << "silent" << 0;
+    QTest::newRow("server silent at the handshake") << "deaf" << 3;
+}
+
 void CaptureTest::terminatesCleanlyOnSignal() {
+    QFETCH(QString, state);
+    QFETCH(int, exitCode);
     FakeGdbServer server;
+    if (state == "silent")
+        server.setSilentAfterReads(5);
+    if (state == "deaf")
+        server.setHandler([](const std::string&, FakeGdbServer::Reply& r) { return r.silent = true; });
     QTemporaryDir dir;
     const QString csv = dir.filePath("out.csv");
     QProcess p;
     p.start(CAPTURE_EXE, QStringList{"--port", portArg(server), "--output", csv} + kVars);
-    QTRY_VERIFY_WITH_TIMEOUT(server.readsServed() >= 5, 10000);
-    p.terminate();
-    QVERIFY(p.waitForFinished(5000));
-    QCOMPARE(p.exitCode(), 0);
+    if (state == "deaf")
+        QTRY_VERIFY_WITH_TIMEOUT(server.commands().size() >= 1, 10000);
+    else
+        QTRY_VERIFY_WITH_TIMEOUT(server.readsServed() >= 6, 10000);
+    for (int signal : {SIGTERM, SIGINT}) {
+        ::kill(static_cast<pid_t>(p.processId()), signal);
+        if (p.waitForFinished(3000))
+            break;
+    }
+    QCOMPARE(p.state(), QProcess::NotRunning);
+    QCOMPARE(p.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(p.exitCode(), exitCode);
+    if (exitCode != 0)
+        return;
     QVERIFY(QString(p.readAllStandardError()).contains("session end code 0"));
-    QCOMPARE(server.countCommands("qSeggerHSS:Stop"), 3); // handshake, session start, and the stop
     QFile f(csv);
     QVERIFY(f.open(QIODevice::ReadOnly));
-    QVERIFY(f.readAll().count('\n') > 1);
+    const QByteArray written = f.readAll();
+    QVERIFY(written.count('\n') > 1 && written.endsWith('\n')); // flushed, whole lines
+    if (state == "sampling")
+        QCOMPARE(server.countCommands("qSeggerHSS:Stop"), 3); // handshake, session start, and the stop
 }
 
 QTEST_GUILESS_MAIN(CaptureTest)
