@@ -1,5 +1,7 @@
 #pragma once
 
+#include "GdbMutex.h"
+
 #include <cstdint>
 #include <mutex>
 
@@ -8,10 +10,6 @@
 // stay there for the caller.
 
 constexpr uint32_t kGdbBufferSize = 4096;
-
-// Serialises every request/reply exchange on the channel (reader thread and value writes). Taken
-// with scoped locks only, so no path can leave it held.
-using GdbMutex = std::recursive_timed_mutex;
 
 // Opens the connection with an empty receive buffer and fresh state (no delayed small packets).
 int gdbConnect(const char* host, uint16_t port);
@@ -26,6 +24,8 @@ int gdbSendPacket(const char* command);
 char* gdbReadReply();
 int gdbHandshake();
 
+// Serialises every exchange on the channel (reader thread and value writes). Taken with scoped
+// locks only, so no path can leave it held.
 GdbMutex& gdbMutex();
 char* gdbRecvBuffer();
 uint32_t& gdbRecvFill();
