@@ -10,6 +10,11 @@ if(TIDEWATCH_SANITIZE STREQUAL "address")
 elseif(TIDEWATCH_SANITIZE STREQUAL "thread")
   add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
   add_link_options(-fsanitize=thread)
+elseif(TIDEWATCH_SANITIZE STREQUAL "fuzz")
+  # libFuzzer targets (clang only): every library instrumented for coverage, ASan and UBSan.
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer
+    -fno-sanitize-recover=undefined)
+  add_link_options(-fsanitize=address,undefined)
 elseif(NOT TIDEWATCH_SANITIZE STREQUAL "")
   message(FATAL_ERROR "Unknown TIDEWATCH_SANITIZE value '${TIDEWATCH_SANITIZE}'")
 endif()
@@ -73,4 +78,18 @@ function(tidewatch_add_xvfb_qtest name)
     ENVIRONMENT "QT_QPA_PLATFORM=xcb;TIDEWATCH_SCREENSHOT_DIR=${TIDEWATCH_SCREENSHOT_DIR};${TIDEWATCH_TEST_SANITIZER_ENV}"
     LABELS "widget;xvfb"
     TIMEOUT 120)
+endfunction()
+
+# A libFuzzer target of a parser, built only in the fuzz tree (TIDEWATCH_SANITIZE=fuzz) and run by
+# scripts/fuzz.sh with the seed corpus in corpus/NAME beside it.
+#   tidewatch_add_fuzzer(NAME SOURCES a.cpp ... LIBS tw_x ...)
+function(tidewatch_add_fuzzer name)
+  if(NOT TIDEWATCH_SANITIZE STREQUAL "fuzz")
+    return()
+  endif()
+  cmake_parse_arguments(F "" "" "SOURCES;LIBS" ${ARGN})
+  add_executable(${name} ${F_SOURCES})
+  target_link_libraries(${name} PRIVATE ${F_LIBS})
+  target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  set_property(GLOBAL APPEND PROPERTY TIDEWATCH_FUZZERS "${name}=${CMAKE_CURRENT_SOURCE_DIR}/corpus/${name}")
 endfunction()

@@ -33,15 +33,6 @@ char hexDigit(unsigned v) {
     return static_cast<char>(v < 10 ? '0' + v : 'a' + (v - 10));
 }
 
-void consumeFront(uint32_t n) {
-    if (n >= g_rxFill) {
-        g_rxFill = 0;
-        return;
-    }
-    std::memmove(g_rx, g_rx + n, g_rxFill - n);
-    g_rxFill -= n;
-}
-
 // One receive into the free part of the buffer from index `at`; false when it failed.
 bool receiveInto(uint32_t at) {
     const int got = gdbRecvRaw(g_rx + at, static_cast<uint16_t>(kGdbBufferSize - at));
@@ -170,41 +161,42 @@ int gdbSendPacket(const char* command) {
     }
 }
 
+bool gdbTakeReply(char* buffer, uint32_t& fill, char** payload) {
+    *payload = nullptr;
+    uint32_t run = 0;
+    while (run < fill && buffer[run] == '+')
+        ++run;
+    if (run > 0) {
+        std::memmove(buffer, buffer + run, fill - run);
+        fill -= run;
+    }
+    if (fill < 2 || buffer[0] != '$')
+        return false;
+    const void* hash = std::memchr(buffer + 1, '#', fill - 1);
+    if (hash == nullptr)
+        return false;
+    const uint32_t k = static_cast<uint32_t>(static_cast<const char*>(hash) - buffer);
+    if (fill - k - 1 < 2)
+        return false; // the checksum has not all arrived
+    *payload = static_cast<char*>(std::malloc(k));
+    if (*payload == nullptr)
+        return true;
+    std::memcpy(*payload, buffer + 1, k - 1);
+    (*payload)[k - 1] = '\0';
+    fill -= k + 3;
+    std::memmove(buffer, buffer + k + 3, fill);
+    return true;
+}
+
 char* gdbReadReply() {
     for (;;) {
-        if (g_rxFill == 0) {
-            if (!receiveInto(0))
-                return nullptr;
-            continue;
-        }
-        if (g_rx[0] == '+') {
-            uint32_t run = 0;
-            while (run < g_rxFill && g_rx[run] == '+')
-                ++run;
-            consumeFront(run);
-            continue;
-        }
-        if (g_rx[0] == '$') {
-            if (g_rxFill == 1) {
-                if (!receiveInto(1))
-                    return nullptr;
-                continue;
+        char* payload = nullptr;
+        if (gdbTakeReply(g_rx, g_rxFill, &payload)) {
+            if (payload != nullptr) {
+                const char ack = '+';
+                gdbSendRaw(&ack, 1);
             }
-            const void* hash = std::memchr(g_rx + 1, '#', g_rxFill - 1);
-            if (hash != nullptr) {
-                const uint32_t k = static_cast<uint32_t>(static_cast<const char*>(hash) - g_rx);
-                if (g_rxFill - k - 1 >= 2) {
-                    char* payload = static_cast<char*>(std::malloc(k));
-                    if (payload == nullptr)
-                        return nullptr;
-                    std::memcpy(payload, g_rx + 1, k - 1);
-                    payload[k - 1] = '\0';
-                    consumeFront(k + 3);
-                    const char ack = '+';
-                    gdbSendRaw(&ack, 1);
-                    return payload;
-                }
-            }
+            return payload;
         }
         // Not a complete packet yet. A stray byte at the head is never skipped; once it has filled
         // the buffer the stream is out of step and no reply can follow, so give up instead of spinning.

@@ -22,6 +22,10 @@ int gdbSendPacket(const char* command);
 // Payload of the next reply packet, malloc'ed and NUL-terminated (the caller frees it); answered
 // with "+". Null when the copy failed, or when the connection is dead or out of step.
 char* gdbReadReply();
+// The reply reader's step over a receive buffer, without I/O: drops a leading run of "+" and, when a
+// whole packet is at the head, takes it out and returns true with its payload (null only when the
+// copy failed). False when more bytes are needed; a stray byte at the head is never skipped.
+bool gdbTakeReply(char* buffer, uint32_t& fill, char** payload);
 int gdbHandshake();
 
 // Serialises every exchange on the channel (reader thread and value writes). Taken with scoped

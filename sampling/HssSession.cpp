@@ -91,8 +91,11 @@ int hssReadOnce(uint32_t* count) {
     if (!reply)
         return 3; // the connection died or fell out of step: nothing more can be read
     g_repliesRead.fetch_add(1);
+    return hssParseReadReply(reply.get(), count);
+}
 
-    if (std::strcmp(reply.get(), "OK,00000000") == 0) {
+int hssParseReadReply(const char* text, uint32_t* count) {
+    if (std::strcmp(text, "OK,00000000") == 0) {
         if (g_emptyState == 0) {
             ++g_emptyCounter;
             g_emptyState = 1;
@@ -108,7 +111,6 @@ int hssReadOnce(uint32_t* count) {
 
     char head[257];
     size_t i = 0;
-    const char* text = reply.get();
     while (text[i] != '\0' && text[i] != ',' && i < 256) {
         head[i] = text[i];
         ++i;
@@ -129,16 +131,17 @@ int hssReadOnce(uint32_t* count) {
             p += 2;
         for (;; ++p) {
             const char c = *p;
-            int v;
+            uint32_t v;
             if (c >= '0' && c <= '9')
-                v = c - '0';
+                v = static_cast<uint32_t>(c - '0');
             else if (c >= 'a' && c <= 'f')
-                v = c - 'a' + 10;
+                v = static_cast<uint32_t>(c - 'a' + 10);
             else if (c >= 'A' && c <= 'F')
-                v = c - 'A' + 10;
+                v = static_cast<uint32_t>(c - 'A' + 10);
             else
                 break;
-            n = n * 16 + static_cast<uint32_t>(v);
+            // A count too long for 32 bits must not wrap into a small one that looks plausible.
+            n = n > 0x0FFFFFFFu ? UINT32_MAX : n * 16 + v;
             digits = true;
         }
     }

@@ -23,6 +23,9 @@ int hssStop();
 // count of 1 or more the raw sample bytes wait in the stream; the caller takes them out before it
 // lets go of the channel.
 int hssReadOnce(uint32_t* count);
+// The text of a read reply: the empty-read rule, the "OK" head and the announced count. 0 and the
+// count, 4 at the fifteenth empty reply in a row, or the head's comparison value.
+int hssParseReadReply(const char* reply, uint32_t* count);
 // The whole session: returns its end code (-1, 3, 4 or a server's refusal), or 0 when a stop was
 // requested.
 int hssSession(const HssConfig& config);
