@@ -2,6 +2,7 @@
 
 #include "CommonCfg.h"
 #include "DataSource.h"
+#include "ValueKind.h"
 #include "ValueLineEdit.h"
 
 #include <QCheckBox>
@@ -18,6 +19,7 @@
 #include <QRegularExpression>
 #include <QSignalBlocker>
 #include <QTableWidgetItem>
+#include <climits>
 #include <cstdio>
 
 namespace {
@@ -121,7 +123,8 @@ void VarTableWidget::SetDataSource(DataSource* source) {
     CommonCfg::SetVarTable(this);
 }
 
-QValidator* VarTableWidget::MakeValueValidator(const QString& type, QObject* parent) {
+QValidator* VarTableWidget::MakeValueValidator(const QString& type, const QString& encoding, int size,
+                                               QObject* parent) {
     if (type == "double" || type == "float")
         return new QDoubleValidator(parent);
     if (type == "int")
@@ -136,6 +139,28 @@ QValidator* VarTableWidget::MakeValueValidator(const QString& type, QObject* par
         return new QIntValidator(0, 255, parent);
     if (type == "unsigned short")
         return new QIntValidator(0, 65535, parent);
+    // Every other type is judged as it reads (ValueKind.h). Writes put a signed 32-bit integer, so
+    // a wide unsigned variable takes what that can carry.
+    switch (valueKindOf(type, encoding)) {
+    case ValueKind::Float:
+    case ValueKind::OtherFloat:
+        return new QDoubleValidator(parent);
+    case ValueKind::Signed:
+        if (size == 1)
+            return new QIntValidator(-128, 127, parent);
+        if (size == 2)
+            return new QIntValidator(-32768, 32767, parent);
+        return new QIntValidator(parent);
+    case ValueKind::Unsigned:
+        if (size == 1)
+            return new QIntValidator(0, 255, parent);
+        if (size == 2)
+            return new QIntValidator(0, 65535, parent);
+        return new QIntValidator(0, INT_MAX, parent);
+    case ValueKind::Char:
+    case ValueKind::Unknown:
+        break;
+    }
     return new QIntValidator(0, -1, parent);
 }
 
@@ -233,7 +258,7 @@ void VarTableWidget::FillRow(int row, LineItem* item) {
     m_table->setItem(row, Column(m_nameTitle), ReadOnlyItem(des->name));
     m_table->setItem(row, Column(m_addressTitle), ReadOnlyItem(des->address));
     m_table->setItem(row, Column(m_typeTitle), ReadOnlyItem(des->type));
-    item->valueEdit->setValidator(MakeValueValidator(des->type, item->valueEdit));
+    item->valueEdit->setValidator(MakeValueValidator(des->type, des->encoding, des->size, item->valueEdit));
     m_table->setCellWidget(row, Column(m_valueTitle), item->valueCell);
     m_table->setItem(row, Column(m_yResolutionTitle), item->yResolutionItem);
     m_table->setItem(row, Column(m_yOffsetTitle), item->yOffsetItem);
@@ -287,10 +312,12 @@ void VarTableWidget::SyncItems(LineItem* item) const {
 }
 
 void VarTableWidget::DropRecord(int row, LineItem* item) {
+    // Removing the row deletes its cell widgets, the show box among them: read it first.
+    const bool shown = item->showChkBox->isChecked();
     m_lineItems.removeOne(item);
     if (row >= 0)
         m_table->removeRow(row);
-    if (item->showChkBox->isChecked()) {
+    if (shown) {
         const int before = m_shownCount--;
         if (before == CommonCfg::CurveLimit())
             EnableShowBoxes();
@@ -392,8 +419,13 @@ void VarTableWidget::CellChanged(int row, int column) {
     const QSignalBlocker blocker(m_table);
     LineItem* item = RecordOfRow(row);
     if (item == nullptr) {
-        // The "+" row carries no scaling: whatever was typed there goes again.
-        cell->setText(QString());
+        // The "+" row carries no scaling: the cell gets back the last accepted text of the rows
+        // above (the start texts while there are none).
+        const LineItem* last = m_lineItems.isEmpty() ? nullptr : m_lineItems.last();
+        if (title == m_yOffsetTitle)
+            cell->setText(QString::number(last != nullptr ? last->lastYOffset : 0));
+        else
+            cell->setText(General(last != nullptr ? last->lastYResolution : 1.0));
         return;
     }
     SyncItems(item);
