@@ -4,6 +4,7 @@
 #include "DataSource.h"
 #include "ValueKind.h"
 #include "ValueLineEdit.h"
+#include "WatchList.h"
 
 #include <QCheckBox>
 #include <QColorDialog>
@@ -48,8 +49,12 @@ QWidget* CentredCell(QWidget* content, QHBoxLayout*& layout) {
     return cell;
 }
 
+// For the row order only: a text that is no 32-bit address sorts first. Writes refuse it.
 quint32 AddressOf(const VarParser::VarDes* des) {
-    return des != nullptr ? des->address.toUInt(nullptr, 16) : 0u;
+    uint32_t address = 0;
+    if (des != nullptr)
+        parseAddress(des->address, address);
+    return address;
 }
 
 QString General(double value) {
@@ -402,8 +407,15 @@ void VarTableWidget::ValueLineEdited(ValueLineEdit* edit, QString text) {
     for (const LineItem* item : qAsConst(m_lineItems)) {
         if (item->valueEdit != edit)
             continue;
+        uint32_t address = 0;
+        if (!parseAddress(item->varDes->address, address)) {
+            PrintLine(QString("LOG>>variable '%1' has the address '%2', which is not a 32-bit hexadecimal "
+                              "address; the value is not written")
+                          .arg(item->varDes->name, item->varDes->address));
+            return;
+        }
         if (m_dataSource != nullptr)
-            m_dataSource->WriteData(AddressOf(item->varDes), item->varDes->type, text);
+            m_dataSource->WriteData(address, item->varDes->type, text);
         return;
     }
 }

@@ -198,5 +198,17 @@ bool parseCaptureOptions(const QStringList& arguments, CaptureOptions& options, 
         }
         options.sets.append(a);
     }
+    // A catalogue address that is no 32-bit address would be sampled or written somewhere else.
+    QVector<VarParser::VarDes> named = options.variables;
+    for (const CaptureOptions::Assignment& a : options.sets)
+        named.append(a.target);
+    for (const VarParser::VarDes& v : named) {
+        uint32_t address = 0;
+        if (!parseAddress(v.address, address)) {
+            error = QString("'%1' has the address '%2', which is not a 32-bit hexadecimal address")
+                        .arg(v.name, v.address);
+            return false;
+        }
+    }
     return true;
 }
