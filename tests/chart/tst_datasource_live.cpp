@@ -4,10 +4,10 @@
 #include "CommonCfg.h"
 #include "DataSource.h"
 #include "FakeGdbServer.h"
-#include "SamplingTestKit.h"
 #include "GdbTransport.h"
 #include "GetData.h"
 #include "HssSession.h"
+#include "SamplingTestKit.h"
 #include "WatchList.h"
 
 #include <QSignalSpy>
