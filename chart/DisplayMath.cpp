@@ -1,5 +1,6 @@
 #include "DisplayMath.h"
 
+#include "SampleValue.h"
 #include "WatchList.h"
 
 #include <cmath>
@@ -14,8 +15,11 @@ int32_t TruncToInt32(long double value) {
 
 double ScaledValue(double y, float scale, float offset, int typeCode) {
     const long double scaled = static_cast<long double>(y) * scale + offset;
-    if (typeCode > 1)
+    if (!isWholeNumberCode(typeCode))
         return static_cast<double>(static_cast<float>(scaled));
+    // Unsigned values reach 4294967295, beyond the signed 32-bit range the other integers use.
+    if (typeCode == kCodeUnsigned)
+        return static_cast<double>(std::trunc(scaled));
     return static_cast<double>(TruncToInt32(scaled));
 }
 
@@ -28,7 +32,7 @@ void ScaleBatch(const QVector<QVector<QPointF>>& in, const WatchList& watch, QVe
         const bool known = i < kMaxVars;
         const float scale = known ? watch.scale[i] : 1.0f;
         const float offset = known ? watch.offset[i] : 0.0f;
-        const int typeCode = known ? watch.typeCode[i] : 2;
+        const int typeCode = known ? watch.typeCode[i] : kCodeFloat;
         const QVector<QPointF>& source = in[i];
         QVector<QPointF>& points = out[i];
         points.reserve(source.size());

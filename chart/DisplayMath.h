@@ -22,8 +22,9 @@ constexpr double kYHysteresis = 2.0;
 // INT32_MIN, the pattern the processor's own conversion yields, instead of undefined behaviour.
 int32_t TruncToInt32(long double value);
 
-// Y x scale + offset in extended precision, product first; integer types (codes 0 and 1) are
-// truncated toward zero, the others kept as a float.
+// Y x scale + offset in extended precision, product first; integer types are truncated toward zero
+// (into the signed 32-bit range, unsigned ones into whole numbers of any size), the others kept as
+// a float.
 double ScaledValue(double y, float scale, float offset, int typeCode);
 
 // Scales every point of a batch with the watch list's scale, offset and type code by variable

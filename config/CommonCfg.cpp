@@ -12,7 +12,8 @@ int CommonCfg::s_jtag = 0;
 int CommonCfg::s_connectRate = 4000;
 std::atomic<int> CommonCfg::s_interval{20};
 std::atomic<int> CommonCfg::s_fps{15};
-std::atomic<int> CommonCfg::s_zoomIndex{0};
+// The chart view starts at "20ms/Div"; every part starts from the same step.
+std::atomic<int> CommonCfg::s_zoomIndex{CommonCfg::DefaultZoomIndex()};
 QString CommonCfg::s_elfPath;
 QString CommonCfg::s_browsePath;
 bool CommonCfg::s_optionsMode = false;
@@ -146,7 +147,7 @@ void CommonCfg::ResetForTests() {
     s_connectRate = 4000;
     s_interval.store(20);
     s_fps.store(15);
-    s_zoomIndex.store(0);
+    s_zoomIndex.store(DefaultZoomIndex());
     s_elfPath.clear();
     s_browsePath.clear();
     s_optionsMode = false;

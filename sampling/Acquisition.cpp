@@ -92,6 +92,17 @@ int startSampling(const QVector<VarParser::VarDes>& vars) {
         consolePrint("error\n");
         return -1;
     }
+    // A variable whose address does not read as 32 bits would be sampled somewhere else.
+    const int count = vars.size() < kMaxVars ? vars.size() : kMaxVars;
+    uint32_t addresses[kMaxVars] = {};
+    for (int i = 0; i < count; ++i) {
+        if (!parseAddress(vars[i].address, addresses[i])) {
+            consolePrint("LOG>>variable '%s' has the address '%s', which is not a 32-bit hexadecimal "
+                         "address; nothing is sampled\n",
+                         qPrintable(vars[i].name), qPrintable(vars[i].address));
+            return -1;
+        }
+    }
     bool connected;
     {
         GdbDeadline deadline(kHandshakeDeadlineMs);
@@ -112,12 +123,11 @@ int startSampling(const QVector<VarParser::VarDes>& vars) {
 
     WatchList& list = watchList();
     list = WatchList();
-    const int count = vars.size() < kMaxVars ? vars.size() : kMaxVars;
     for (int i = 0; i < count; ++i) {
         const VarParser::VarDes& v = vars[i];
-        list.address[i] = addressOf(v.address);
+        list.address[i] = addresses[i];
         list.size[i] = static_cast<uint32_t>(v.size);
-        list.typeCode[i] = typeCodeOf(v.type);
+        list.typeCode[i] = typeCodeOf(v);
         list.name[i] = v.name;
         list.offset[i] = 0.0f;
         list.scale[i] = 1.0f;

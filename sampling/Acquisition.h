@@ -12,8 +12,9 @@
 // Where the GDB server listens; 127.0.0.1:3333 unless a tool says otherwise.
 void setSamplingTarget(const QString& host, uint16_t port);
 
-// 0 on success; -1 for an empty selection or a failed connection (see samplingStartFailure()), or
-// the console print's result when the reader thread could not be created.
+// 0 on success; -1 for an empty selection, a variable whose address text is not a 32-bit hexadecimal
+// address (a console line names it; nothing is connected), or a failed connection (see
+// samplingStartFailure()); or the console print's result when the reader thread could not be created.
 int startSampling(const QVector<VarParser::VarDes>& vars);
 // Stops and joins the reader thread, ends the server's sampling and closes the connection;
 // returns the close result. Returns within about a second whatever state the server is in.

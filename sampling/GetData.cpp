@@ -3,6 +3,7 @@
 #include "CommonCfg.h"
 #include "Console.h"
 #include "FrameQueue.h"
+#include "SampleValue.h"
 #include "WatchList.h"
 
 #include <QMetaType>
@@ -37,13 +38,15 @@ void GetData::RegisterMetaTypes() {
 void GetData::run() {
     m_running.store(true);
     m_fps = CommonCfg::Fps() > 0 ? CommonCfg::Fps() : 15;
+    // The timer belongs to this thread alone: other threads reach it only through a queued signal,
+    // whose connection ends with the timer.
     QTimer timer;
-    m_timer = &timer;
     connect(
-        &timer, &QTimer::timeout, &timer, [this] { Tick(); }, Qt::DirectConnection);
+        &timer, &QTimer::timeout, &timer, [this, &timer] { Tick(timer); }, Qt::DirectConnection);
+    connect(
+        this, &GetData::RedeliverRequested, &timer, [this, &timer] { Tick(timer); }, Qt::QueuedConnection);
     timer.start(1000 / m_fps);
     exec();
-    m_timer = nullptr;
 }
 
 void GetData::Stop() {
@@ -56,23 +59,12 @@ void GetData::Stop() {
 }
 
 void GetData::Redeliver() {
-    if (m_timer != nullptr)
-        QMetaObject::invokeMethod(
-            m_timer, [this] { Tick(); }, Qt::QueuedConnection);
+    emit RedeliverRequested();
 }
 
 QPointF GetData::PointOf(const SampleFrame& frame, int index) {
     const double x = static_cast<double>(static_cast<int32_t>(static_cast<uint32_t>(frame.time)));
-    const uint32_t raw = frame.value[index];
-    double y;
-    if (frame.typeCode[index] == 0 || frame.typeCode[index] == 1) {
-        y = static_cast<double>(static_cast<int32_t>(raw));
-    } else {
-        float f;
-        std::memcpy(&f, &raw, sizeof f);
-        y = static_cast<double>(f);
-    }
-    return QPointF(x, y);
+    return QPointF(x, readSample(frame.value[index], frame.typeCode[index]).toDouble());
 }
 
 void GetData::Drain(QVector<QVector<QPointF>>& dataValue, bool running) {
@@ -125,22 +117,20 @@ void GetData::Drain(QVector<QVector<QPointF>>& dataValue, bool running) {
     }
 }
 
-void GetData::Tick() {
+void GetData::Tick(QTimer& timer) {
     const int count = watchList().count;
     QVector<QVector<QPointF>> dataValue(count);
     QVector<QVector<float>> mathValue(count);
     // The time base may have changed since the start: the display depth follows it at every tick.
-    const int step = CommonCfg::CurrentStepValue();
-    if (step > 0)
-        hssSettings().displayDepth.store(static_cast<uint32_t>(step));
+    hssSettings().displayDepth.store(displayDepthOf(CommonCfg::CurrentStepValue()));
     Drain(dataValue, m_running.load());
     RegisterMetaTypes();
     emit DataSignal(dataValue, mathValue);
 
     const int fps = CommonCfg::Fps();
-    if (fps > 0 && fps != m_fps && m_timer != nullptr) {
+    if (fps > 0 && fps != m_fps) {
         m_fps = fps;
-        m_timer->setInterval(1000 / fps);
-        m_timer->start();
+        timer.setInterval(1000 / fps);
+        timer.start();
     }
 }

@@ -30,14 +30,16 @@ public:
 
 signals:
     void DataSignal(QVector<QVector<QPointF>> data_value, QVector<QVector<float>> math_value);
+    // Carries Redeliver() to the worker thread; only run() connects to it.
+    void RedeliverRequested();
 
 protected:
     void run() override;
 
 private:
-    void Tick();
+    // Runs on the worker thread only, which alone owns the timer.
+    void Tick(QTimer& timer);
 
-    QTimer* m_timer = nullptr;
     int m_fps = 15;
     std::atomic<bool> m_running{false};
 };

@@ -5,6 +5,8 @@
 #include "NoCase.h"
 
 #include <chrono>
+#include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,6 +19,18 @@ constexpr int kWriteDeadlineMs = 2000;
 int reportFailure(int code) {
     consolePrint("    LOG>>Writing error %d\n", code);
     return code;
+}
+
+// Truncation toward zero into the signed 32-bit range: values beyond it clamp to the nearest end and
+// NaN gives 0, where a plain cast would be undefined.
+int32_t clampToInt32(float value) {
+    if (std::isnan(value))
+        return 0;
+    if (value >= 2147483648.0f)
+        return INT32_MAX;
+    if (value < -2147483648.0f)
+        return INT32_MIN;
+    return static_cast<int32_t>(value);
 }
 
 } // namespace
@@ -32,8 +46,7 @@ WriteRequest makeEditRequest(uint32_t address, const QString& typeName, const QS
         request.value[0] = static_cast<uint32_t>(text.toInt(nullptr, 10));
     } else {
         request.typeCode[0] = 2;
-        const float f = text.toFloat();
-        request.value[0] = static_cast<uint32_t>(static_cast<int32_t>(f));
+        request.value[0] = static_cast<uint32_t>(clampToInt32(text.toFloat()));
     }
     return request;
 }
@@ -41,6 +54,10 @@ WriteRequest makeEditRequest(uint32_t address, const QString& typeName, const QS
 int writeMemory(const WriteRequest& request) {
     static const char hex[] = "0123456789abcdef";
     for (uint32_t e = 0; e < request.count && e < static_cast<uint32_t>(kMaxVars); ++e) {
+        // The value word holds four bytes: a packet announcing any other length than 1, 2 or 4
+        // would disagree with its data.
+        if (request.size[e] != 1 && request.size[e] != 2 && request.size[e] != 4)
+            return reportFailure(-1);
         uint32_t remaining = request.size[e];
         uint32_t address = request.address[e];
         uint32_t word = request.value[e];

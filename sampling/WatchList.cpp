@@ -1,5 +1,9 @@
 #include "WatchList.h"
 
+#include "SampleValue.h"
+
+#include <QRegularExpression>
+
 WatchList& watchList() {
     static WatchList list;
     return list;
@@ -10,18 +14,22 @@ HssSettings& hssSettings() {
     return settings;
 }
 
-int typeCodeOf(const QString& typeName) {
-    if (typeName == QLatin1String("char"))
-        return 0;
-    if (typeName == QLatin1String("int") || typeName == QLatin1String("short"))
-        return 1;
-    if (typeName == QLatin1String("float"))
-        return 2;
-    return 3;
+uint32_t displayDepthOf(int stepValue) {
+    return stepValue > 0 ? static_cast<uint32_t>(stepValue) : kDefaultDisplayDepth;
 }
 
-int32_t addressOf(const QString& text) {
+int32_t typeCodeOf(const VarParser::VarDes& des) {
+    return typeCodeOf(des.type, des.encoding, des.size);
+}
+
+bool parseAddress(const QString& text, uint32_t& address) {
+    static const QRegularExpression hex(QRegularExpression::anchoredPattern("(0[xX])?[0-9a-fA-F]+"));
+    if (!hex.match(text).hasMatch())
+        return false;
     bool ok = false;
-    const int value = text.toInt(&ok, 16);
-    return ok ? value : 0;
+    const qulonglong value = text.toULongLong(&ok, 16);
+    if (!ok || value > 0xFFFFFFFFull)
+        return false;
+    address = static_cast<uint32_t>(value);
+    return true;
 }

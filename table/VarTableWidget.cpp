@@ -2,7 +2,9 @@
 
 #include "CommonCfg.h"
 #include "DataSource.h"
+#include "ValueKind.h"
 #include "ValueLineEdit.h"
+#include "WatchList.h"
 
 #include <QCheckBox>
 #include <QColorDialog>
@@ -18,6 +20,7 @@
 #include <QRegularExpression>
 #include <QSignalBlocker>
 #include <QTableWidgetItem>
+#include <climits>
 #include <cstdio>
 
 namespace {
@@ -46,8 +49,12 @@ QWidget* CentredCell(QWidget* content, QHBoxLayout*& layout) {
     return cell;
 }
 
+// For the row order only: a text that is no 32-bit address sorts first. Writes refuse it.
 quint32 AddressOf(const VarParser::VarDes* des) {
-    return des != nullptr ? des->address.toUInt(nullptr, 16) : 0u;
+    uint32_t address = 0;
+    if (des != nullptr)
+        parseAddress(des->address, address);
+    return address;
 }
 
 QString General(double value) {
@@ -121,7 +128,8 @@ void VarTableWidget::SetDataSource(DataSource* source) {
     CommonCfg::SetVarTable(this);
 }
 
-QValidator* VarTableWidget::MakeValueValidator(const QString& type, QObject* parent) {
+QValidator* VarTableWidget::MakeValueValidator(const QString& type, const QString& encoding, int size,
+                                               QObject* parent) {
     if (type == "double" || type == "float")
         return new QDoubleValidator(parent);
     if (type == "int")
@@ -136,6 +144,28 @@ QValidator* VarTableWidget::MakeValueValidator(const QString& type, QObject* par
         return new QIntValidator(0, 255, parent);
     if (type == "unsigned short")
         return new QIntValidator(0, 65535, parent);
+    // Every other type is judged as it reads (ValueKind.h). Writes put a signed 32-bit integer, so
+    // a wide unsigned variable takes what that can carry.
+    switch (valueKindOf(type, encoding)) {
+    case ValueKind::Float:
+    case ValueKind::OtherFloat:
+        return new QDoubleValidator(parent);
+    case ValueKind::Signed:
+        if (size == 1)
+            return new QIntValidator(-128, 127, parent);
+        if (size == 2)
+            return new QIntValidator(-32768, 32767, parent);
+        return new QIntValidator(parent);
+    case ValueKind::Unsigned:
+        if (size == 1)
+            return new QIntValidator(0, 255, parent);
+        if (size == 2)
+            return new QIntValidator(0, 65535, parent);
+        return new QIntValidator(0, INT_MAX, parent);
+    case ValueKind::Char:
+    case ValueKind::Unknown:
+        break;
+    }
     return new QIntValidator(0, -1, parent);
 }
 
@@ -233,7 +263,7 @@ void VarTableWidget::FillRow(int row, LineItem* item) {
     m_table->setItem(row, Column(m_nameTitle), ReadOnlyItem(des->name));
     m_table->setItem(row, Column(m_addressTitle), ReadOnlyItem(des->address));
     m_table->setItem(row, Column(m_typeTitle), ReadOnlyItem(des->type));
-    item->valueEdit->setValidator(MakeValueValidator(des->type, item->valueEdit));
+    item->valueEdit->setValidator(MakeValueValidator(des->type, des->encoding, des->size, item->valueEdit));
     m_table->setCellWidget(row, Column(m_valueTitle), item->valueCell);
     m_table->setItem(row, Column(m_yResolutionTitle), item->yResolutionItem);
     m_table->setItem(row, Column(m_yOffsetTitle), item->yOffsetItem);
@@ -287,10 +317,12 @@ void VarTableWidget::SyncItems(LineItem* item) const {
 }
 
 void VarTableWidget::DropRecord(int row, LineItem* item) {
+    // Removing the row deletes its cell widgets, the show box among them: read it first.
+    const bool shown = item->showChkBox->isChecked();
     m_lineItems.removeOne(item);
     if (row >= 0)
         m_table->removeRow(row);
-    if (item->showChkBox->isChecked()) {
+    if (shown) {
         const int before = m_shownCount--;
         if (before == CommonCfg::CurveLimit())
             EnableShowBoxes();
@@ -375,8 +407,15 @@ void VarTableWidget::ValueLineEdited(ValueLineEdit* edit, QString text) {
     for (const LineItem* item : qAsConst(m_lineItems)) {
         if (item->valueEdit != edit)
             continue;
+        uint32_t address = 0;
+        if (!parseAddress(item->varDes->address, address)) {
+            PrintLine(QString("LOG>>variable '%1' has the address '%2', which is not a 32-bit hexadecimal "
+                              "address; the value is not written")
+                          .arg(item->varDes->name, item->varDes->address));
+            return;
+        }
         if (m_dataSource != nullptr)
-            m_dataSource->WriteData(AddressOf(item->varDes), item->varDes->type, text);
+            m_dataSource->WriteData(address, item->varDes->type, text);
         return;
     }
 }
@@ -392,8 +431,13 @@ void VarTableWidget::CellChanged(int row, int column) {
     const QSignalBlocker blocker(m_table);
     LineItem* item = RecordOfRow(row);
     if (item == nullptr) {
-        // The "+" row carries no scaling: whatever was typed there goes again.
-        cell->setText(QString());
+        // The "+" row carries no scaling: the cell gets back the last accepted text of the rows
+        // above (the start texts while there are none).
+        const LineItem* last = m_lineItems.isEmpty() ? nullptr : m_lineItems.last();
+        if (title == m_yOffsetTitle)
+            cell->setText(QString::number(last != nullptr ? last->lastYOffset : 0));
+        else
+            cell->setText(General(last != nullptr ? last->lastYResolution : 1.0));
         return;
     }
     SyncItems(item);

@@ -63,8 +63,10 @@ public:
     // table also registers itself as the one the data side refreshes (UpdateVarValue) after each batch.
     void SetDataSource(DataSource* source);
 
-    // The value editor's validator for a type name; the caller owns it.
-    static QValidator* MakeValueValidator(const QString& type, QObject* parent);
+    // The value editor's validator for a variable's type name, encoding key and size; the caller
+    // owns it.
+    static QValidator* MakeValueValidator(const QString& type, const QString& encoding, int size,
+                                          QObject* parent);
     static bool IsValidYOffset(const QString& text);
     static bool IsValidYResolution(const QString& text);
 

@@ -81,10 +81,10 @@ void CaptureTest::writesExactCsv() {
     QCOMPARE(lines.size(), 301);
     QCOMPARE(lines[0], QString("time,counter,status,wave,temp"));
     QCOMPARE(lines[1], QString("0,0,0,0,0"));
-    QCOMPARE(lines[2], QString("64,1,1,0.25,65535"));
-    QCOMPARE(lines[4], QString("192,3,3,0.75,65533"));
-    QCOMPARE(lines[5], QString("255,4,4,1,65532")); // the wrap step is one short
-    QCOMPARE(lines[300], QString("%1,299,43,74.75,65237").arg(64 * 298 + 63));
+    QCOMPARE(lines[2], QString("64,1,1,0.25,-1"));
+    QCOMPARE(lines[4], QString("192,3,3,0.75,-3"));
+    QCOMPARE(lines[5], QString("255,4,4,1,-4")); // the wrap step is one short
+    QCOMPARE(lines[300], QString("%1,299,43,74.75,-299").arg(64 * 298 + 63));
     QVERIFY2(r.err.contains("tidewatch-capture: 300 frames in"), qPrintable(r.err));
     QVERIFY(r.err.contains("session end code 0"));
     QVERIFY(!r.err.contains("lost"));

@@ -4,10 +4,10 @@
 #include "CommonCfg.h"
 #include "DataSource.h"
 #include "FakeGdbServer.h"
-#include "SamplingTestKit.h"
 #include "GdbTransport.h"
 #include "GetData.h"
 #include "HssSession.h"
+#include "SamplingTestKit.h"
 #include "WatchList.h"
 
 #include <QSignalSpy>
@@ -109,6 +109,9 @@ void DataSourceLiveTest::batchesReachTheCurves() {
     QVERIFY(!source.IsStopped());
     QTRY_VERIFY_WITH_TIMEOUT(first.count() >= 500, 10000);
     QVERIFY(xRange.size() >= 1);
+    // Redelivery asked from this thread while the worker's timer ticks on its own.
+    for (int i = 0; i < 50; ++i)
+        source.UpdateDataByScroll();
     source.StopAcquisition();
     QVERIFY(!source.Worker()->isRunning());
     CommonCfg::SetRunFlag(1);

@@ -85,15 +85,17 @@ void AcquisitionTest::watchListFromDescriptors() {
     FakeGdbServer server;
     setSamplingTarget("127.0.0.1", server.port());
     QVector<VarParser::VarDes> list = vars(5);
+    list[4].address = "0x80000000"; // all 32 bits count
     CommonCfg::SetInterval(50);
     QCOMPARE(startSampling(list), 0);
     const WatchList& w = watchList();
     QCOMPARE(w.count, 5);
-    QCOMPARE(w.address[1], 0x20000010);
+    QCOMPARE(w.address[1], 0x20000010u);
+    QCOMPARE(w.address[4], 0x80000000u);
     QCOMPARE(w.typeCode[0], 1);
     QCOMPARE(w.typeCode[1], 0);
     QCOMPARE(w.typeCode[2], 2);
-    QCOMPARE(w.typeCode[3], 1);
+    QCOMPARE(w.typeCode[3], 6); // a short is sign-extended from 16 bits
     QCOMPARE(w.typeCode[4], 3);
     QCOMPARE(w.size[4], 8u);
     QCOMPARE(w.scale[2], 1.0f);

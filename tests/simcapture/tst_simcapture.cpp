@@ -14,7 +14,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <unistd.h>
 
 namespace {
@@ -37,8 +36,7 @@ struct CaptureResult {
     qint64 elapsedMs = 0;
 };
 
-// The CSV with every field a number. Columns of types other than char/int/short/float are written as
-// the raw sample word read as a float; Word() gives the word back.
+// The CSV with every field a number. Word() reads an unsigned column as the sample word.
 struct Table {
     QList<QByteArray> header;
     QList<QList<QByteArray>> fields;
@@ -47,10 +45,7 @@ struct Table {
     int Column(const char* name) const { return header.indexOf(QByteArray(name)); }
     double At(int row, const char* name) const { return numbers[row][Column(name)]; }
     std::uint32_t Word(int row, const char* name) const {
-        const float value = std::strtof(fields[row][Column(name)].constData(), nullptr);
-        std::uint32_t word;
-        std::memcpy(&word, &value, sizeof word);
-        return word;
+        return static_cast<std::uint32_t>(std::strtoull(fields[row][Column(name)].constData(), nullptr, 10));
     }
     int Rows() const { return numbers.size(); }
 };

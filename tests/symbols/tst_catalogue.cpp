@@ -161,6 +161,10 @@ void CatalogueTest::oddShapes_data() {
         << QByteArray(R"([{"name":"a.c","dataList":[{"name":"x","size":"4"}]}])") << 1 << 1 << 0;
     QTest::newRow("non-objects skipped")
         << QByteArray(R"([1,"x",{"name":"a.c","dataList":[2,{"name":"y","size":8},null]}])") << 1 << 1 << 8;
+    QTest::newRow("negative and oversized sizes left out")
+        << QByteArray(R"([{"name":"a.c","dataList":[{"name":"n","size":-4},{"name":"o","size":4096},)"
+                      R"({"name":"k","size":2}]}])")
+        << 1 << 1 << 2;
 }
 
 void CatalogueTest::oddShapes() {

@@ -16,6 +16,7 @@ struct TestVar {
     QString type;
     QString scope = "global";
     int size = 4;
+    QString encoding = QString(); // written only when given
 };
 
 struct TestGroup {
@@ -29,13 +30,13 @@ inline bool LoadCatalogue(const QVector<TestGroup>& groups) {
     int key = 1;
     for (const TestGroup& g : groups) {
         QJsonArray list;
-        for (const TestVar& v : g.vars)
-            list.append(QJsonObject{{"name", v.name},
-                                    {"address", v.address},
-                                    {"scope", v.scope},
-                                    {"size", v.size},
-                                    {"type", v.type},
-                                    {"key", key++}});
+        for (const TestVar& v : g.vars) {
+            QJsonObject o{{"name", v.name}, {"address", v.address}, {"scope", v.scope},
+                          {"size", v.size}, {"type", v.type},       {"key", key++}};
+            if (!v.encoding.isEmpty())
+                o.insert("encoding", v.encoding);
+            list.append(o);
+        }
         top.append(QJsonObject{{"name", g.name}, {"dataList", list}});
     }
     QTemporaryDir dir;

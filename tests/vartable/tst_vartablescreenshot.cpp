@@ -36,7 +36,7 @@ void TestVarTableScreenshot::tableWithValues() {
     WatchList& w = watchList();
     w.count = table.LineItems().size();
     for (int i = 0; i < w.count; ++i) {
-        w.typeCode[i] = typeCodeOf(table.LineItems().at(i)->varDes->type);
+        w.typeCode[i] = typeCodeOf(*table.LineItems().at(i)->varDes);
         w.scale[i] = 1.0f;
     }
     DataSource source;

@@ -51,8 +51,8 @@ void WatchRows(VarTableWidget& table) {
     w.count = table.LineItems().size();
     for (int i = 0; i < w.count; ++i) {
         const VarParser::VarDes* des = table.LineItems().at(i)->varDes;
-        w.address[i] = addressOf(des->address);
-        w.typeCode[i] = typeCodeOf(des->type);
+        parseAddress(des->address, w.address[i]);
+        w.typeCode[i] = typeCodeOf(*des);
         w.scale[i] = 1.0f;
         w.offset[i] = 0.0f;
     }
@@ -378,7 +378,7 @@ void VarTableWidgetTest::plusRowKeepsNoScaling() {
     QSignalSpy change(&table, &VarTableWidget::ChangeYResolutionAndOffset);
     view->setItem(0, table.Column("Y Offset"), new QTableWidgetItem);
     view->item(0, table.Column("Y Offset"))->setText("5");
-    QCOMPARE(view->item(0, table.Column("Y Offset"))->text(), QString());
+    QCOMPARE(view->item(0, table.Column("Y Offset"))->text(), QString("0"));
     QCOMPARE(change.count(), 0);
 }
 
@@ -429,10 +429,12 @@ void VarTableWidgetTest::validators_data() {
                                           << "65535" << true;
     QTest::newRow("unsigned short 65536") << "unsigned short"
                                           << "65536" << false;
-    QTest::newRow("other type 0") << "long"
+    QTest::newRow("long") << "long"
+                          << "0" << true;
+    QTest::newRow("unsigned int") << "unsigned int"
+                                  << "1" << true;
+    QTest::newRow("other type 0") << "struct s"
                                   << "0" << false;
-    QTest::newRow("other type 1") << "unsigned int"
-                                  << "1" << false;
     QTest::newRow("case matters") << "Int"
                                   << "5" << false;
 }
@@ -455,7 +457,7 @@ void VarTableWidgetTest::validators() {
             QCOMPARE(qMakePair(ints->bottom(), ints->top()), qMakePair(32768, 32767));
         else if (type == "char")
             QCOMPARE(qMakePair(ints->bottom(), ints->top()), qMakePair(128, 127));
-        else if (type != "int" && !type.startsWith("unsigned "))
+        else if (type.startsWith("struct"))
             QCOMPARE(qMakePair(ints->bottom(), ints->top()), qMakePair(0, -1));
     } else {
         QVERIFY(type == "float" || type == "double");

@@ -1,5 +1,7 @@
 #include "CaptureOptions.h"
 
+#include "WatchList.h"
+
 #include <QCommandLineParser>
 #include <QFileInfo>
 
@@ -32,10 +34,9 @@ bool parseVariableSpec(const QString& text, VarParser::VarDes& out, QString& err
     const QString sizeText = text.mid(lastColon + 1).trimmed();
     if (address.startsWith("0x", Qt::CaseInsensitive))
         address = address.mid(2);
-    bool addressOk = false;
-    address.toUInt(&addressOk, 16);
-    if (!addressOk || address.isEmpty()) {
-        error = QString("'%1': the address must be hexadecimal").arg(text);
+    uint32_t parsed = 0;
+    if (!parseAddress(address, parsed)) {
+        error = QString("'%1': the address must be hexadecimal and fit in 32 bits").arg(text);
         return false;
     }
     bool sizeOk = false;
@@ -62,7 +63,8 @@ bool parseCaptureOptions(const QStringList& arguments, CaptureOptions& options, 
     parser.setApplicationDescription(
         "Samples variables of a running target through a GDB server with high-speed sampling and writes\n"
         "them as CSV: a header 'time,NAME1,NAME2,...', then one line per sample: its time stamp\n"
-        "distance from the first sample, then each value (integers for char/int/short, floats otherwise).\n"
+        "distance from the first sample, then each value (whole numbers for integer types, signed or\n"
+        "unsigned as the type says; floats for floating types).\n"
         "A summary goes to standard error. Exit codes: 0 done, 2 usage, 3 no connection to the server,\n"
         "4 the session ended with an error, 5 a --set write failed.");
     const QCommandLineOption help({"h", "help"}, "Show this help.");
@@ -195,6 +197,18 @@ bool parseCaptureOptions(const QStringList& arguments, CaptureOptions& options, 
             return false;
         }
         options.sets.append(a);
+    }
+    // A catalogue address that is no 32-bit address would be sampled or written somewhere else.
+    QVector<VarParser::VarDes> named = options.variables;
+    for (const CaptureOptions::Assignment& a : options.sets)
+        named.append(a.target);
+    for (const VarParser::VarDes& v : named) {
+        uint32_t address = 0;
+        if (!parseAddress(v.address, address)) {
+            error = QString("'%1' has the address '%2', which is not a 32-bit hexadecimal address")
+                        .arg(v.name, v.address);
+            return false;
+        }
     }
     return true;
 }

@@ -45,22 +45,22 @@ bool applyAssignments(const CaptureOptions& options, std::FILE* err) {
 } // namespace
 
 QString sessionEndDescription(int code) {
-    QString cause;
     switch (code) {
     case -1:
-        cause = "the server refused to start high-speed sampling, or the session failed locally";
-        break;
+        return "the server refused to start high-speed sampling, or the session failed locally; check that "
+               "the GDB server supports high-speed sampling and that every variable lies in target memory "
+               "with a size of 1, 2, 4 or 8 bytes";
     case 3:
-        cause = "the connection to the GDB server was lost or fell out of step";
-        break;
+        return "the connection to the GDB server was lost or fell out of step; check that the server still "
+               "runs and that nothing else talks to it on this port";
     case 4:
-        cause = "the target delivered no samples in 15 reads in a row";
-        break;
+        return "the target delivered no samples in 15 reads in a row; check that the target runs (not halted "
+               "or held in reset) and that the probe still reaches it";
     default:
-        cause = "the server refused a read request";
-        break;
+        return QString("the server refused a read request (its reply compared as %1); check the GDB "
+                       "server's own log for the reason")
+            .arg(code);
     }
-    return cause + ": " + CommonCfg::ErrorText(code);
 }
 
 int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,

@@ -1,7 +1,8 @@
 #include "CsvWriter.h"
 
+#include "SampleValue.h"
+
 #include <charconv>
-#include <cstring>
 
 void CsvWriter::writeHeader(const QStringList& names) {
     const QByteArray header = ("time," + names.join(',') + "\n").toUtf8();
@@ -15,14 +16,9 @@ void CsvWriter::formatFrame(const SampleFrame& frame, std::string& line) {
     at = std::to_chars(at, end, frame.time).ptr;
     for (int i = 0; i < frame.count && i < kMaxVars; ++i) {
         *at++ = ',';
-        const uint32_t raw = frame.value[i];
-        if (frame.typeCode[i] == 0 || frame.typeCode[i] == 1) {
-            at = std::to_chars(at, end, static_cast<int32_t>(raw)).ptr;
-        } else {
-            float f;
-            std::memcpy(&f, &raw, sizeof f);
-            at = std::to_chars(at, end, f).ptr;
-        }
+        const SampleReading reading = readSample(frame.value[i], frame.typeCode[i]);
+        at = reading.whole ? std::to_chars(at, end, reading.integer).ptr
+                           : std::to_chars(at, end, reading.real).ptr;
     }
     *at++ = '\n';
     line.assign(buffer, static_cast<size_t>(at - buffer));

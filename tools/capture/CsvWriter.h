@@ -6,8 +6,9 @@
 #include <cstdio>
 #include <string>
 
-// Writes frames as CSV lines: the frame's time, then each value as the chart draws it — the
-// integer types as whole numbers, the others as the shortest float text that reads back exactly.
+// Writes frames as CSV lines: the frame's time, then each value read as the chart reads it
+// (readSample): the integer types as whole numbers, the others as the shortest float text that reads
+// back exactly.
 class CsvWriter {
 public:
     explicit CsvWriter(std::FILE* out) : m_out(out) {}

@@ -11,6 +11,8 @@ struct ElfLeaf {
     quint64 offset = 0; // from the start of the variable
     qint64 size = 0;    // bytes
     QByteArray type;    // "int", "unsigned short", "enum mode", "pointer", ...
+    // How the bytes read, whatever typedefs named the type: "signed", "unsigned" or "float".
+    QByteArray encoding = QByteArray();
 };
 
 // One variable with a fixed address. Variables of one type share one list of leaves, so a firmware

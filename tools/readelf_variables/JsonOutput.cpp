@@ -108,6 +108,11 @@ QByteArray ElfVariablesJson(const QVector<ElfVariableGroup>& groups) {
                 WriteString(&out, leaf.type);
                 out.Raw(", \"key\": ");
                 out.Number(key++);
+                // An extra key that older readers ignore: how the bytes read behind any typedef.
+                if (!leaf.encoding.isEmpty()) {
+                    out.Raw(", \"encoding\": ");
+                    WriteString(&out, leaf.encoding);
+                }
                 out.Raw("}");
             }
         }

@@ -152,6 +152,23 @@ QByteArray TypeLeaves::BaseTypeName(int encoding, qint64 size, const char* dwarf
     }
 }
 
+QByteArray TypeLeaves::EncodingName(int encoding) {
+    switch (encoding) {
+    case DW_ATE_signed:
+    case DW_ATE_signed_char:
+        return QByteArrayLiteral("signed");
+    case DW_ATE_unsigned:
+    case DW_ATE_unsigned_char:
+    case DW_ATE_boolean:
+    case DW_ATE_UTF:
+        return QByteArrayLiteral("unsigned");
+    case DW_ATE_float:
+        return QByteArrayLiteral("float");
+    default:
+        return QByteArray();
+    }
+}
+
 QVector<ElfLeaf> TypeLeaves::LeavesOf(Dwarf_Die* type, ElfExtractStats* stats) {
     const void* key = type->addr;
     auto it = m_layouts.find(key);
@@ -188,6 +205,7 @@ void TypeLeaves::ExpandType(Dwarf_Die* type, const QByteArray& suffix, quint64 o
     }
 
     QByteArray typeName;
+    QByteArray encodingName;
     qint64 size = 0;
     switch (dwarf_tag(&die)) {
     case DW_TAG_base_type: {
@@ -195,6 +213,7 @@ void TypeLeaves::ExpandType(Dwarf_Die* type, const QByteArray& suffix, quint64 o
         size = dwarf_bytesize(&die);
         if (UnsignedAttr(&die, DW_AT_encoding, &encoding)) {
             typeName = BaseTypeName(int(encoding), size, dwarf_diename(&die));
+            encodingName = EncodingName(int(encoding));
         }
         break;
     }
@@ -208,6 +227,14 @@ void TypeLeaves::ExpandType(Dwarf_Die* type, const QByteArray& suffix, quint64 o
             typeName.append(' ').append(enumName);
         }
         size = dwarf_bytesize(&die);
+        // The compiler names the integer type it chose; without it the enum reads as C's int.
+        encodingName = QByteArrayLiteral("signed");
+        Dwarf_Die underlying;
+        Dwarf_Word encoding = 0;
+        if (TypeOf(&die, &underlying) && dwarf_peel_type(&underlying, &underlying) == 0 &&
+            UnsignedAttr(&underlying, DW_AT_encoding, &encoding) && !EncodingName(int(encoding)).isEmpty()) {
+            encodingName = EncodingName(int(encoding));
+        }
         break;
     }
     case DW_TAG_pointer_type:
@@ -215,6 +242,7 @@ void TypeLeaves::ExpandType(Dwarf_Die* type, const QByteArray& suffix, quint64 o
     case DW_TAG_rvalue_reference_type:
     case DW_TAG_ptr_to_member_type:
         typeName = PointerName();
+        encodingName = QByteArrayLiteral("unsigned");
         size = PointerSize(&die);
         break;
     case DW_TAG_structure_type:
@@ -229,7 +257,7 @@ void TypeLeaves::ExpandType(Dwarf_Die* type, const QByteArray& suffix, quint64 o
         return; // functions, void, complex numbers: nothing to sample
     }
     if (size > 0 && !typeName.isEmpty()) {
-        layout->leaves.append({suffix, offset, size, typeName});
+        layout->leaves.append({suffix, offset, size, typeName, encodingName});
     }
 }
 

@@ -19,6 +19,8 @@ public:
 
     // The name a base type is listed under ("unsigned short", "_Bool", ...), empty when it has none.
     static QByteArray BaseTypeName(int encoding, qint64 size, const char* dwarfName);
+    // The "encoding" key of a base type's DWARF encoding: "signed", "unsigned", "float" or empty.
+    static QByteArray EncodingName(int encoding);
 
 private:
     struct Layout {

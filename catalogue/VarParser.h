@@ -21,6 +21,9 @@ public:
         int slot = 0;
         bool selected = false;
         bool flag = false;
+        // The base type's encoding from the key "encoding" ("signed", "unsigned", "float"); empty
+        // when the catalogue has none, and then the type name decides (ValueKind.h).
+        QString encoding;
     };
 
     // One group of the catalogue (a compilation unit): its name and its records, in file order.

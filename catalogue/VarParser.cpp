@@ -36,6 +36,20 @@ int intOf(const QJsonObject& object, const char* key) {
     return v.isDouble() ? v.toInt() : 0;
 }
 
+// Eight bytes is the widest value a sample holds; a larger or negative size cannot be sampled.
+constexpr double kMaxSize = 8;
+
+// A "size" that is a number outside 0..8 (or not a whole number) would give a sample block whose
+// length disagrees with what the server sends.
+bool sizeUsable(const QJsonObject& object, QString& text) {
+    const QJsonValue v = object.value(QLatin1String("size"));
+    if (!v.isDouble())
+        return true;
+    const double size = v.toDouble();
+    text = QString::number(size, 'g', 17);
+    return size >= 0 && size <= kMaxSize && size == static_cast<int>(size);
+}
+
 std::unique_ptr<Catalogue> readCatalogue(const QJsonDocument& doc) {
     auto cat = std::make_unique<Catalogue>();
     // A top-level object reads as an empty array: an empty catalogue.
@@ -50,6 +64,14 @@ std::unique_ptr<Catalogue> readCatalogue(const QJsonDocument& doc) {
             if (!v.isObject())
                 continue;
             const QJsonObject o = v.toObject();
+            QString sizeText;
+            if (!sizeUsable(o, sizeText)) {
+                std::printf("LOG>>elf.json: variable '%s' has size %s; only 0 to 8 bytes can be sampled, "
+                            "so it is left out\n",
+                            qPrintable(textOf(o, "name")), qPrintable(sizeText));
+                std::fflush(stdout);
+                continue;
+            }
             auto des = std::make_unique<VarParser::VarDes>();
             des->name = textOf(o, "name");
             des->address = textOf(o, "address");
@@ -57,6 +79,7 @@ std::unique_ptr<Catalogue> readCatalogue(const QJsonDocument& doc) {
             des->size = intOf(o, "size");
             des->type = textOf(o, "type");
             des->key = intOf(o, "key");
+            des->encoding = textOf(o, "encoding");
             cat->flat.append(des.get());
             group->vars.append(des.get());
             cat->records.push_back(std::move(des));
