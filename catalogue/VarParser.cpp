@@ -105,6 +105,10 @@ void VarParser::Parse(const QString& path) {
     }
     const QByteArray bytes = file.readAll();
     file.close();
+    ParseText(bytes);
+}
+
+void VarParser::ParseText(const QByteArray& bytes) {
     QJsonParseError error;
     const QJsonDocument doc = QJsonDocument::fromJson(bytes, &error);
     if (error.error != QJsonParseError::NoError) {

@@ -36,6 +36,8 @@ public:
 
     // Reads one "elf.json", then keeps or replaces the catalogue and emits one signal.
     void Parse(const QString& path);
+    // The same for the text of an elf.json already in memory.
+    void ParseText(const QByteArray& bytes);
 
     static QVector<VarDes*> VarList();
     static QVector<VarGroup*> GroupList();
