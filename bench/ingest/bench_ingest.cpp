@@ -1,17 +1,20 @@
 // Ingest throughput: a loopback server streams full 10000-sample replies of 34 four-byte variables as
 // fast as it can; this measures frames per second through transport + decode + ring, and the CPU
-// this process spends per million frames. The server runs as its own process so its cost is not ours.
+// this process spends per million frames. The server runs in a child process so its cost is not ours.
 #include "Acquisition.h"
 #include "HssSession.h"
 
 #include "BenchArguments.h"
+#include "FakeGdbServer.h"
 
 #include <QCoreApplication>
-#include <QProcess>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -21,23 +24,43 @@ double cpuSeconds() {
     return u.ru_utime.tv_sec + u.ru_stime.tv_sec + (u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
 }
 
+// Forks the loopback server (full replies, 10 µs stamps); its port, or 0 when that failed.
+uint16_t startServer(pid_t* child) {
+    int ports[2];
+    if (pipe(ports) != 0)
+        return 0;
+    *child = fork();
+    if (*child == 0) {
+        FakeGdbServer server;
+        server.setSamplesPerRead(10000);
+        server.setStamps(0, 10);
+        const uint16_t port = server.port();
+        if (write(ports[1], &port, sizeof port) != sizeof port)
+            _exit(1);
+        pause(); // until the benchmark ends it
+        _exit(0);
+    }
+    uint16_t port = 0;
+    if (*child < 0 || read(ports[0], &port, sizeof port) != sizeof port)
+        port = 0;
+    close(ports[0]);
+    close(ports[1]);
+    return port;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    pid_t child = -1;
+    const uint16_t port = startServer(&child); // before any thread exists
     QCoreApplication app(argc, argv);
     const double seconds = BenchArguments(
         app, "Ingest throughput of 34 variables from a loopback server streaming full replies.",
         {{"seconds", "seconds to measure", 5}})[0];
-    const QString server = QCoreApplication::applicationDirPath() + "/tidewatch-fakegdb";
-
-    QProcess fake;
-    fake.start(server, {"--samples-per-read", "10000", "--stamp-step", "10"});
-    if (!fake.waitForStarted(5000) || !fake.waitForReadyRead(5000)) {
-        std::fprintf(stderr, "bench_ingest: cannot start %s\n", qPrintable(server));
+    if (port == 0) {
+        std::fprintf(stderr, "bench_ingest: the loopback server did not start\n");
         return 1;
     }
-    const QString ready = QString::fromUtf8(fake.readLine()).trimmed();
-    const quint16 port = ready.section(':', -1).toUShort();
 
     QVector<VarParser::VarDes> vars;
     for (int i = 0; i < 34; ++i) {
@@ -51,6 +74,7 @@ int main(int argc, char** argv) {
     setSamplingTarget("127.0.0.1", port);
     if (startSampling(vars) != 0) {
         std::fprintf(stderr, "bench_ingest: sampling did not start\n");
+        kill(child, SIGTERM);
         return 1;
     }
     // Let the ring's first-use set-up pass before measuring.
@@ -65,8 +89,8 @@ int main(int argc, char** argv) {
     const double cpu1 = cpuSeconds();
     const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
     stopSampling();
-    fake.terminate();
-    fake.waitForFinished(3000);
+    kill(child, SIGTERM);
+    waitpid(child, nullptr, 0);
 
     const double frames = static_cast<double>(frames1 - frames0);
     const double rate = frames / wall;
