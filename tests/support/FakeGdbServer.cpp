@@ -80,12 +80,6 @@ void FakeGdbServer::setSampleSource(SampleSource source) {
     m_source = std::move(source);
 }
 
-void FakeGdbServer::sendRaw(const std::string& bytes) {
-    const int fd = m_client.load();
-    if (fd >= 0)
-        sendAll(fd, bytes);
-}
-
 std::vector<std::string> FakeGdbServer::commands() const {
     std::lock_guard<std::mutex> lock(m_mutex);
     return m_commands;
@@ -301,7 +295,6 @@ bool FakeGdbServer::builtIn(const std::string& command, Reply& reply) {
                 data.push_back(static_cast<char>((stamp >> (8 * b)) & 0xff));
             m_source(index, m_sizes, data);
         }
-        m_samplesSent.fetch_add(n);
         reply.chunks.push_back(frame(head));
         if (!data.empty())
             reply.chunks.push_back(data);

@@ -54,9 +54,6 @@ public:
     // Close the connection instead of answering read number n + 1.
     void setCloseAfterReads(int n) { m_closeAfterReads = n; }
 
-    // Sends raw bytes to the connected client now.
-    void sendRaw(const std::string& bytes);
-
     std::vector<std::string> commands() const;
     // Every byte the client has sent, in order.
     std::string rawReceived() const;
@@ -64,7 +61,6 @@ public:
     bool waitForCommand(const std::string& prefix, int timeoutMs) const;
     int countCommands(const std::string& prefix) const;
     uint32_t readsServed() const { return m_reads.load(); }
-    uint64_t samplesSent() const { return m_samplesSent.load(); }
     int connections() const { return m_connections.load(); }
     // Memory as written by "M" packets.
     std::map<uint32_t, uint8_t> memory() const;
@@ -109,7 +105,6 @@ private:
     std::atomic<int> m_closeAfterReads{-1};
     std::atomic<bool> m_silent{false};
     std::atomic<uint32_t> m_reads{0};
-    std::atomic<uint64_t> m_samplesSent{0};
     std::atomic<int> m_connections{0};
     std::atomic<int> m_acks{0};
 };
