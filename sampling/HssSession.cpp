@@ -224,6 +224,8 @@ void hssBeginSession() {
 int hssSession(const HssConfig& config) {
     hssBeginSession();
 
+    // A value write from the GUI thread must not slip in between the set-up exchanges either.
+    std::unique_lock<GdbMutex> setup(gdbMutex());
     if (hssStop() != 0)
         return -1;
 
@@ -245,6 +247,7 @@ int hssSession(const HssConfig& config) {
         static_cast<uint8_t*>(std::calloc(static_cast<size_t>(blockSize) * kHssMaxSamplesPerRead, 1)));
     if (!samples)
         return -1;
+    setup.unlock();
 
     for (;;) {
         // A stop lets the exchange in flight finish, so the stream stays in step for the stop packet.
