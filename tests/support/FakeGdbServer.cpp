@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
-#include <cctype>
-#include <chrono>
 #include <cstdio>
-#include <cstring>
+#include <cstdlib>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -14,48 +12,38 @@
 
 namespace {
 
-std::string hex2(unsigned v) {
-    static const char digits[] = "0123456789abcdef";
-    return {digits[(v >> 4) & 0xf], digits[v & 0xf]};
-}
-
-uint32_t parseHex(const std::string& s, size_t& at) {
-    uint32_t v = 0;
-    while (at < s.size() && std::isxdigit(static_cast<unsigned char>(s[at]))) {
-        const char c = s[at++];
-        v = v * 16 + static_cast<uint32_t>(std::isdigit(static_cast<unsigned char>(c))
-                                               ? c - '0'
-                                               : (std::tolower(c) - 'a' + 10));
-    }
-    return v;
-}
-
 bool startsWith(const std::string& s, const std::string& prefix) {
     return s.compare(0, prefix.size(), prefix) == 0;
+}
+
+// The hexadecimal numbers of a command's arguments, in order, whatever separates them.
+std::vector<uint64_t> hexFields(const std::string& text) {
+    std::vector<uint64_t> fields;
+    for (const char* p = text.c_str(); *p != '\0';) {
+        char* end = nullptr;
+        fields.push_back(std::strtoull(p, &end, 16));
+        p = end == p || *end == '\0' ? end + (*end != '\0') : end + 1;
+    }
+    return fields;
 }
 
 } // namespace
 
 FakeGdbServer::FakeGdbServer() {
     m_listen = ::socket(AF_INET, SOCK_STREAM, 0);
-    int one = 1;
-    setsockopt(m_listen, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = 0;
     ::bind(m_listen, reinterpret_cast<sockaddr*>(&address), sizeof address);
     ::listen(m_listen, 4);
     socklen_t len = sizeof address;
     getsockname(m_listen, reinterpret_cast<sockaddr*>(&address), &len);
     m_port = ntohs(address.sin_port);
+    // Variable v of sample i holds i + v, little-endian, in its size.
     m_source = [](uint64_t index, const std::vector<uint32_t>& sizes, std::string& out) {
-        // Variable v of sample i holds i + v, little-endian, in its size.
-        for (size_t v = 0; v < sizes.size(); ++v) {
-            const uint64_t value = index + v;
+        for (size_t v = 0; v < sizes.size(); ++v)
             for (uint32_t b = 0; b < sizes[v]; ++b)
-                out.push_back(static_cast<char>(b < 8 ? (value >> (8 * b)) & 0xff : 0));
-        }
+                out.push_back(static_cast<char>(b < 8 ? ((index + v) >> (8 * b)) & 0xff : 0));
     };
     m_thread = std::thread([this] { serve(); });
 }
@@ -88,19 +76,15 @@ std::vector<std::string> FakeGdbServer::commands() const {
 bool FakeGdbServer::waitForCommand(const std::string& prefix, int timeoutMs) const {
     std::unique_lock<std::mutex> lock(m_mutex);
     return m_cv.wait_for(lock, std::chrono::milliseconds(timeoutMs), [&] {
-        for (const std::string& c : m_commands)
-            if (startsWith(c, prefix))
-                return true;
-        return false;
+        return std::any_of(m_commands.begin(), m_commands.end(),
+                           [&](const std::string& c) { return startsWith(c, prefix); });
     });
 }
 
 int FakeGdbServer::countCommands(const std::string& prefix) const {
     std::lock_guard<std::mutex> lock(m_mutex);
-    int n = 0;
-    for (const std::string& c : m_commands)
-        n += startsWith(c, prefix) ? 1 : 0;
-    return n;
+    return static_cast<int>(std::count_if(m_commands.begin(), m_commands.end(),
+                                          [&](const std::string& c) { return startsWith(c, prefix); }));
 }
 
 std::string FakeGdbServer::rawReceived() const {
@@ -117,7 +101,9 @@ std::string FakeGdbServer::frame(const std::string& payload) {
     unsigned sum = 0;
     for (unsigned char c : payload)
         sum += c;
-    return "$" + payload + "#" + hex2(sum & 0xff);
+    char checksum[3];
+    std::snprintf(checksum, sizeof checksum, "%02x", sum & 0xff);
+    return "$" + payload + "#" + checksum;
 }
 
 FakeGdbServer::Handler FakeGdbServer::answering(const std::string& prefix, const std::string& payload) {
@@ -131,11 +117,8 @@ FakeGdbServer::Handler FakeGdbServer::answering(const std::string& prefix, const
 
 void FakeGdbServer::sendAll(int fd, const std::string& bytes) {
     const size_t split = m_split.load();
-    size_t at = 0;
-    while (at < bytes.size()) {
-        size_t n = bytes.size() - at;
-        if (split > 0 && n > split)
-            n = split;
+    for (size_t at = 0; at < bytes.size();) {
+        const size_t n = split > 0 ? std::min(split, bytes.size() - at) : bytes.size() - at;
         const ssize_t sent = ::send(fd, bytes.data() + at, n, MSG_NOSIGNAL);
         if (sent <= 0)
             return;
@@ -169,8 +152,7 @@ void FakeGdbServer::handleConnection(int fd) {
     char buffer[65536];
     while (!m_quit.load()) {
         pollfd p{fd, POLLIN, 0};
-        const int ready = ::poll(&p, 1, 100);
-        if (ready == 0)
+        if (::poll(&p, 1, 100) == 0)
             continue;
         const ssize_t got = ::recv(fd, buffer, sizeof buffer, 0);
         if (got <= 0)
@@ -181,15 +163,11 @@ void FakeGdbServer::handleConnection(int fd) {
             m_raw.append(buffer, static_cast<size_t>(got));
         }
         for (;;) {
-            size_t at = 0;
-            while (at < pending.size() && pending[at] != '$') {
-                if (pending[at] == '+')
-                    m_acks.fetch_add(1);
-                ++at;
-            }
-            pending.erase(0, at);
+            const size_t dollar = std::min(pending.find('$'), pending.size());
+            m_acks.fetch_add(static_cast<int>(std::count(pending.begin(), pending.begin() + dollar, '+')));
+            pending.erase(0, dollar);
             const size_t hash = pending.find('#');
-            if (pending.empty() || hash == std::string::npos || pending.size() < hash + 3)
+            if (hash == std::string::npos || pending.size() < hash + 3)
                 break;
             const std::string command = pending.substr(1, hash - 1);
             pending.erase(0, hash + 3);
@@ -198,16 +176,13 @@ void FakeGdbServer::handleConnection(int fd) {
                 m_commands.push_back(command);
             }
             m_cv.notify_all();
-            bool closeNow = false;
-            if (!m_silent.load())
-                answer(fd, command, closeNow);
-            if (closeNow)
+            if (!m_silent.load() && !answer(fd, command))
                 return;
         }
     }
 }
 
-void FakeGdbServer::answer(int fd, const std::string& command, bool& closeNow) {
+bool FakeGdbServer::answer(int fd, const std::string& command) {
     Reply reply;
     Handler handler;
     {
@@ -218,101 +193,69 @@ void FakeGdbServer::answer(int fd, const std::string& command, bool& closeNow) {
         builtIn(command, reply);
     if (reply.silent) {
         m_silent.store(true);
-        return;
+        return true;
     }
-    std::string out = reply.ack;
-    for (const std::string& chunk : reply.chunks) {
-        if (m_split.load() == 0) {
-            out += chunk;
-        } else {
-            sendAll(fd, out);
-            out.clear();
-            sendAll(fd, chunk);
-        }
-    }
-    if (!out.empty())
-        sendAll(fd, out);
-    if (reply.hangAfter)
-        m_silent.store(true);
-    if (reply.close) {
+    sendAll(fd, reply.ack);
+    for (const std::string& chunk : reply.chunks)
+        sendAll(fd, chunk);
+    m_silent.store(reply.hangAfter);
+    if (reply.close)
         ::shutdown(fd, SHUT_RDWR);
-        closeNow = true;
-    }
+    return !reply.close;
 }
 
-bool FakeGdbServer::builtIn(const std::string& command, Reply& reply) {
+void FakeGdbServer::builtIn(const std::string& command, Reply& reply) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    std::string payload;
     if (startsWith(command, "qSupported")) {
-        reply.chunks.push_back(frame(m_qSupported));
-    } else if (command == "qSeggerHSS:Stop") {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_sampling = false;
-        reply.chunks.push_back(frame("OK"));
-    } else if (command == "qSeggerHSS:Supported") {
-        reply.chunks.push_back(frame("OK"));
+        payload = m_qSupported;
+    } else if (command == "qSeggerHSS:Stop" || command == "qSeggerHSS:Supported") {
+        m_sampling = m_sampling && command != "qSeggerHSS:Stop";
+        payload = "OK";
     } else if (startsWith(command, "qSeggerHSS:Start:")) {
-        size_t at = std::strlen("qSeggerHSS:Start:");
-        parseHex(command, at); // flags
-        ++at;
-        parseHex(command, at); // period
-        ++at;
-        const uint32_t count = parseHex(command, at);
-        std::vector<uint32_t> sizes;
-        for (uint32_t i = 0; i < count && at < command.size(); ++i) {
-            ++at;
-            parseHex(command, at); // address
-            ++at;
-            sizes.push_back(parseHex(command, at));
-            ++at;
-            parseHex(command, at); // flags
-        }
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_sizes = sizes;
+        // start field, period, count, then address, size and flags of each variable
+        const std::vector<uint64_t> f = hexFields(command.substr(17));
+        m_sizes.clear();
+        for (size_t i = 4; i < f.size() && m_sizes.size() < (f.size() > 2 ? f[2] : 0); i += 3)
+            m_sizes.push_back(static_cast<uint32_t>(f[i]));
         m_sampling = true;
         m_nextSample = 0;
-        reply.chunks.push_back(frame("OK"));
+        payload = "OK";
     } else if (startsWith(command, "qSeggerHSS:Read:")) {
-        const uint32_t served = m_reads.fetch_add(1);
-        if (m_silentAfterReads.load() >= 0 && static_cast<int>(served) >= m_silentAfterReads.load()) {
+        const int served = static_cast<int>(m_reads.fetch_add(1));
+        if (m_silentAfterReads.load() >= 0 && served >= m_silentAfterReads.load()) {
             reply.silent = true;
-            return true;
+            return;
         }
-        if (m_closeAfterReads.load() >= 0 && static_cast<int>(served) >= m_closeAfterReads.load()) {
+        if (m_closeAfterReads.load() >= 0 && served >= m_closeAfterReads.load()) {
             reply.ack.clear();
             reply.close = true;
-            return true;
+            return;
         }
-        size_t at = std::strlen("qSeggerHSS:Read:");
-        const uint32_t asked = parseHex(command, at);
-        std::lock_guard<std::mutex> lock(m_mutex);
-        uint32_t n = m_sampling ? std::min(asked, m_samplesPerRead.load()) : 0;
+        const uint32_t asked = static_cast<uint32_t>(hexFields(command.substr(16)).at(0));
+        const uint32_t n = m_sampling ? std::min(asked, m_samplesPerRead.load()) : 0;
         char head[32];
         std::snprintf(head, sizeof head, "OK,%08x", n);
+        payload = head;
         std::string data;
-        for (uint32_t i = 0; i < n; ++i) {
-            const uint64_t index = m_nextSample++;
-            const uint32_t stamp = m_firstStamp.load() + static_cast<uint32_t>(index) * m_stampStep.load();
+        for (uint32_t i = 0; i < n; ++i, ++m_nextSample) {
+            const uint32_t stamp =
+                m_firstStamp.load() + static_cast<uint32_t>(m_nextSample) * m_stampStep.load();
             for (int b = 0; b < 4; ++b)
                 data.push_back(static_cast<char>((stamp >> (8 * b)) & 0xff));
-            m_source(index, m_sizes, data);
+            m_source(m_nextSample, m_sizes, data);
         }
-        reply.chunks.push_back(frame(head));
+        reply.chunks.push_back(frame(payload));
         if (!data.empty())
             reply.chunks.push_back(data);
+        return;
     } else if (startsWith(command, "M")) {
-        size_t at = 1;
-        const uint32_t address = parseHex(command, at);
-        ++at;
-        const uint32_t length = parseHex(command, at);
-        ++at;
-        std::lock_guard<std::mutex> lock(m_mutex);
-        for (uint32_t i = 0; i < length && at + 1 < command.size(); ++i, at += 2) {
-            size_t p = 0;
-            const std::string pair = command.substr(at, 2);
-            m_memory[address + i] = static_cast<uint8_t>(parseHex(pair, p));
-        }
-        reply.chunks.push_back(frame("OK"));
-    } else {
-        reply.chunks.push_back(frame(""));
+        const size_t colon = command.find(':');
+        const std::vector<uint64_t> f = hexFields(command.substr(1, colon - 1));
+        for (uint32_t i = 0; f.size() == 2 && i < f[1] && colon + 2 * i + 2 < command.size() + 1; ++i)
+            m_memory[static_cast<uint32_t>(f[0] + i)] =
+                static_cast<uint8_t>(std::strtoul(command.substr(colon + 1 + 2 * i, 2).c_str(), nullptr, 16));
+        payload = "OK";
     }
-    return true;
+    reply.chunks.push_back(frame(payload));
 }

@@ -64,7 +64,7 @@ public:
     int connections() const { return m_connections.load(); }
     // Memory as written by "M" packets.
     std::map<uint32_t, uint8_t> memory() const;
-    // Bytes the client sent that were not packets or acknowledgements ("+" counted separately).
+    // The client's "+" acknowledgements.
     int acksReceived() const { return m_acks.load(); }
 
     static std::string frame(const std::string& payload);
@@ -74,8 +74,9 @@ public:
 private:
     void serve();
     void handleConnection(int fd);
-    void answer(int fd, const std::string& command, bool& closeNow);
-    bool builtIn(const std::string& command, Reply& reply);
+    // False when the reply closed the connection.
+    bool answer(int fd, const std::string& command);
+    void builtIn(const std::string& command, Reply& reply);
     void sendAll(int fd, const std::string& bytes);
 
     int m_listen = -1;
