@@ -2,6 +2,7 @@
 #include "VarParser.h"
 
 #include <QByteArray>
+#include <cstdio>
 #include <cstdlib>
 
 // Qt 5.15's JSON parser loses memory on an object that names a key twice, which the fuzzer finds at
