@@ -12,6 +12,7 @@ PACKAGES=(
   gcc-riscv64-unknown-elf
   xvfb xauth x11-utils imagemagick
   clang-format
+  gcovr
 )
 
 missing=()
