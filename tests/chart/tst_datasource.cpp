@@ -5,6 +5,7 @@
 #include "DisplayMath.h"
 #include "FrameQueue.h"
 #include "FrameRate.h"
+#include "Row.h"
 #include "WatchList.h"
 
 #include <QLabel>
@@ -71,41 +72,31 @@ private slots:
     }
     void cleanupTestCase() { FrameRate::SetClockForTests({}); }
 
+    // type code, scale, offset | raw time, value | drawn time, value (bit for bit)
     void scaledPoint_data() {
-        QTest::addColumn<int>("typeCode");
-        QTest::addColumn<float>("scale");
-        QTest::addColumn<float>("offset");
-        QTest::addColumn<QPointF>("raw");
-        QTest::addColumn<QPointF>("drawn");
-        QTest::newRow("int 3 x 0.5 truncates") << 1 << 0.5f << 0.0f << QPointF(0, 3) << QPointF(0, 1);
-        QTest::newRow("float keeps the fraction") << 2 << 0.5f << 0.0f << QPointF(0, 3) << QPointF(0, 1.5);
-        QTest::newRow("int -3 x 0.5 toward zero") << 1 << 0.5f << 0.0f << QPointF(0, -3) << QPointF(0, -1);
-        QTest::newRow("product before offset") << 1 << 2.0f << 1.0f << QPointF(0, 3) << QPointF(0, 7);
-        QTest::newRow("unsigned char stays positive")
-            << 0 << 1.0f << -300.0f << QPointF(0, 255) << QPointF(0, -45);
-        QTest::newRow("other floating type") << 3 << 2.0f << 0.5f << QPointF(0, 1.25) << QPointF(0, 3.0);
-        QTest::newRow("float narrowed to single")
-            << 2 << 0.1f << 0.0f << QPointF(0, 1) << QPointF(0, double(0.1f));
-        QTest::newRow("int beyond 32 bits")
-            << 1 << 4.0f << 0.0f << QPointF(0, 2e9) << QPointF(0, -2147483648.0);
-        QTest::newRow("time truncated") << 2 << 1.0f << 0.0f << QPointF(12.9, 1) << QPointF(12, 1);
-        QTest::newRow("time beyond 32 bits")
-            << 2 << 1.0f << 0.0f << QPointF(3e9, 1) << QPointF(-2147483648.0, 1);
+        Row::Column();
+        QTest::newRow("int 3 x 0.5 truncates") << "1 0.5 0 | 0 3 | 0 1";
+        QTest::newRow("float keeps the fraction") << "2 0.5 0 | 0 3 | 0 1.5";
+        QTest::newRow("int -3 x 0.5 toward zero") << "1 0.5 0 | 0 -3 | 0 -1";
+        QTest::newRow("product before offset") << "1 2 1 | 0 3 | 0 7";
+        QTest::newRow("unsigned char stays positive") << "0 1 -300 | 0 255 | 0 -45";
+        QTest::newRow("other floating type") << "3 2 0.5 | 0 1.25 | 0 3";
+        QTest::newRow("float narrowed to single") << "2 0.1 0 | 0 1 | 0 0.10000000149011612";
+        QTest::newRow("int beyond 32 bits") << "1 4 0 | 0 2e9 | 0 -2147483648";
+        QTest::newRow("time truncated") << "2 1 0 | 12.9 1 | 12 1";
+        QTest::newRow("time beyond 32 bits") << "2 1 0 | 3e9 1 | -2147483648 1";
     }
     void scaledPoint() {
-        QFETCH(int, typeCode);
-        QFETCH(float, scale);
-        QFETCH(float, offset);
-        QFETCH(QPointF, raw);
-        QFETCH(QPointF, drawn);
-        watch(0, typeCode, scale, offset);
+        const QStringList f = Row::Fields();
+        const QStringList w = f[0].split(' '), raw = f[1].split(' '), drawn = f[2].split(' ');
+        watch(0, w[0].toInt(), w[1].toFloat(), w[2].toFloat());
         DataSource source;
-        source.Display({{raw}}, {{}});
+        source.Display({{QPointF(raw[0].toDouble(), raw[1].toDouble())}}, {{}});
         QCOMPARE(source.Points()[0].size(), 1);
         const QPointF p = source.Points()[0][0];
-        QVERIFY2(sameBits(p.x(), drawn.x()) && sameBits(p.y(), drawn.y()),
+        QVERIFY2(sameBits(p.x(), drawn[0].toDouble()) && sameBits(p.y(), drawn[1].toDouble()),
                  qPrintable(QString("(%1, %2)").arg(p.x(), 0, 'g', 17).arg(p.y(), 0, 'g', 17)));
-        QCOMPARE(source.MathValues()[0], (QVector<float>{float(drawn.y()), float(drawn.y())}));
+        QCOMPARE(source.MathValues()[0], (QVector<float>{drawn[1].toFloat(), drawn[1].toFloat()}));
     }
     void extremesPerVariableAndOverall() {
         watch(0, 1);
@@ -123,35 +114,26 @@ private slots:
         QCOMPARE(yRange.size(), 1);
         QCOMPARE(yRange[0], (QVariantList{-15.5, 9.5}));
     }
+    // Batches of one float variable, each "min max", shown in turn | Y range afterwards.
     void yRangeHysteresis_data() {
-        // Each batch is {min, max} of one float variable, shown in turn.
-        QTest::addColumn<QVector<QVector<double>>>("batches");
-        QTest::addColumn<float>("yMin");
-        QTest::addColumn<float>("yMax");
-        const float tiny = DisplayMath::kYMaxStart;
-        QTest::newRow("negative within 2 keeps the tiny start")
-            << QVector<QVector<double>>{{-1.5, -0.5}} << -1.5f << tiny;
-        QTest::newRow("a drop below -2 moves the maximum")
-            << QVector<QVector<double>>{{-3, -2.5}} << -3.0f << -2.5f;
-        QTest::newRow("widens at once") << QVector<QVector<double>>{{0, 10}, {-1, 11}} << -1.0f << 11.0f;
-        QTest::newRow("max exactly 2 lower is ignored")
-            << QVector<QVector<double>>{{0, 10}, {0, 8}} << 0.0f << 10.0f;
-        QTest::newRow("max 2.5 lower narrows") << QVector<QVector<double>>{{0, 10}, {0, 7.5}} << 0.0f << 7.5f;
-        QTest::newRow("min 2.5 higher narrows")
-            << QVector<QVector<double>>{{0, 10}, {2.5, 10}} << 2.5f << 10.0f;
-        QTest::newRow("small steps do not add up")
-            << QVector<QVector<double>>{{0, 10}, {0, 8.5}, {0, 8.5}, {0, 8.5}} << 0.0f << 10.0f;
+        Row::Column();
+        QTest::newRow("negative within 2 keeps the tiny start") << "-1.5 -0.5 | -1.5 1.17549435e-38";
+        QTest::newRow("a drop below -2 moves the maximum") << "-3 -2.5 | -3 -2.5";
+        QTest::newRow("widens at once") << "0 10, -1 11 | -1 11";
+        QTest::newRow("max exactly 2 lower is ignored") << "0 10, 0 8 | 0 10";
+        QTest::newRow("max 2.5 lower narrows") << "0 10, 0 7.5 | 0 7.5";
+        QTest::newRow("min 1.5 higher is ignored") << "0 10, 1.5 10 | 0 10";
+        QTest::newRow("min 2.5 higher narrows") << "0 10, 2.5 10 | 2.5 10";
+        QTest::newRow("small steps do not add up") << "0 10, 0 8.5, 0 8.5, 0 8.5 | 0 10";
     }
     void yRangeHysteresis() {
-        QFETCH(QVector<QVector<double>>, batches);
-        QFETCH(float, yMin);
-        QFETCH(float, yMax);
+        const QStringList f = Row::Fields();
         watch(0, 2);
         DataSource source;
-        for (const QVector<double>& b : batches)
-            source.Display(batchOf(b), {{}});
-        QCOMPARE(source.YMin(), yMin);
-        QCOMPARE(source.YMax(), yMax);
+        for (const QString& batch : f[0].split(", "))
+            source.Display(batchOf({batch.split(' ')[0].toDouble(), batch.split(' ')[1].toDouble()}), {{}});
+        QCOMPARE(QString("%1 %2").arg(double(source.YMin()), 0, 'g', 9).arg(double(source.YMax()), 0, 'g', 9),
+                 f[1]);
     }
     void update_data() {
         QTest::addColumn<bool>("nullSeries");
@@ -198,93 +180,69 @@ private slots:
         source.UpdateAllSeries();
         QCOMPARE(source.UpdateIndex(), 0);
     }
+    // zoom index, divisions, run flag, chart refresh | times of the points | X range emitted
     void xRange_data() {
-        QTest::addColumn<int>("zoomIndex");
-        QTest::addColumn<int>("divisions");
-        QTest::addColumn<int>("runFlag");
-        QTest::addColumn<bool>("refresh");
-        QTest::addColumn<QVector<double>>("times");
-        QTest::addColumn<QVariantList>("emitted"); // left and right, empty when none
+        Row::Column();
         // Zoom 0 is 10 us per division.
-        QTest::newRow("span inside the step")
-            << 0 << 9 << 0 << true << QVector<double>{20, 40, 60} << QVariantList{20.0, 61.0};
-        QTest::newRow("span longer than the step")
-            << 0 << 9 << 0 << true << QVector<double>{0, 100, 200} << QVariantList{111.0, 201.0};
-        QTest::newRow("divisions from the chart width")
-            << 3 << 14 << 0 << true << QVector<double>{0, 5000} << QVariantList{3601.0, 5001.0};
-        QTest::newRow("20 ms per division")
-            << 10 << 9 << 0 << true << QVector<double>{0, 500000} << QVariantList{320001.0, 500001.0};
-        QTest::newRow("deepest time base")
-            << 22 << 19 << 0 << true << QVector<double>{0, 1e6} << QVariantList{0.0, 1000001.0};
-        QTest::newRow("stopped: no X range")
-            << 0 << 9 << 1 << true << QVector<double>{0, 100} << QVariantList{};
-        QTest::newRow("refresh off: curves kept")
-            << 0 << 9 << 0 << false << QVector<double>{0, 100} << QVariantList{};
+        QTest::newRow("span inside the step") << "0 9 0 1 | 20 40 60 | 20 61";
+        QTest::newRow("span longer than the step") << "0 9 0 1 | 0 100 200 | 111 201";
+        QTest::newRow("span equal to the step") << "0 9 0 1 | 0 89 | 0 90";
+        QTest::newRow("divisions from the chart width") << "3 14 0 1 | 0 5000 | 3601 5001";
+        QTest::newRow("20 ms per division") << "10 9 0 1 | 0 500000 | 320001 500001";
+        QTest::newRow("deepest time base") << "22 19 0 1 | 0 1000000 | 0 1000001";
+        QTest::newRow("stopped: no X range") << "0 9 1 1 | 0 100 | ";
+        QTest::newRow("refresh off: curves kept") << "0 9 0 0 | 0 100 | ";
     }
     void xRange() {
-        QFETCH(int, zoomIndex);
-        QFETCH(int, divisions);
-        QFETCH(int, runFlag);
-        QFETCH(bool, refresh);
-        QFETCH(QVector<double>, times);
-        QFETCH(QVariantList, emitted);
-        CommonCfg::SetZoomIndex(zoomIndex);
-        CommonCfg::SetChartDivisions(divisions);
-        CommonCfg::SetRunFlag(runFlag);
-        CommonCfg::SetChartRefresh(refresh);
+        const QStringList f = Row::Fields();
+        const QStringList c = f[0].split(' ');
+        CommonCfg::SetZoomIndex(c[0].toInt());
+        CommonCfg::SetChartDivisions(c[1].toInt());
+        CommonCfg::SetRunFlag(c[2].toInt());
+        CommonCfg::SetChartRefresh(c[3] == "1");
         watch(0, 1);
         DataSource source;
         QLineSeries series;
         source.SetSeries({&series});
-        QSignalSpy xRange(&source, &DataSource::SetXRange);
+        QStringList emitted;
+        connect(&source, &DataSource::SetXRange, this, [&emitted](double l, double r) {
+            emitted << QString("%1 %2").arg(l, 0, 'g', 10).arg(r, 0, 'g', 10);
+        });
         QVector<QPointF> points;
-        for (double t : times)
-            points.append(QPointF(t, 1));
+        for (const QString& t : f[1].split(' '))
+            points.append(QPointF(t.toDouble(), 1));
         source.Display({points}, {{}});
-        QCOMPARE(xRange.size(), emitted.isEmpty() ? 0 : 1);
-        if (!emitted.isEmpty())
-            QCOMPARE(xRange[0], emitted);
+        QCOMPARE(emitted.join(','), f[2].trimmed());
         // With the refresh off the batch is still taken in, but the curve keeps what it had.
-        QCOMPARE(series.count(), refresh ? times.size() : 0);
-        QCOMPARE(source.Points()[0].size(), times.size());
+        QCOMPARE(series.count(), c[3] == "1" ? points.size() : 0);
+        QCOMPARE(source.Points()[0].size(), points.size());
     }
+    // The clock's reading in ms at each drawn batch | label shown ("none": no label set) | frames pending
     void fpsLabel_data() {
-        QTest::addColumn<QVector<qint64>>("clock"); // the clock's reading at each drawn batch, in ms
-        QTest::addColumn<bool>("withLabel");
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<qint64>("pending");
+        Row::Column();
         QTest::newRow("11 frames in one second")
-            << QVector<qint64>{0, 100, 200, 300, 400, 500, 600, 700, 800, 900, 1000} << true << "FPS: 11"
-            << qint64(0);
-        QTest::newRow("integer division")
-            << QVector<qint64>{5000, 5500, 6999} << true << "FPS: 1" << qint64(0);
-        QTest::newRow("under a second shows nothing") << QVector<qint64>{0, 999} << true << "" << qint64(2);
-        QTest::newRow("without a label it keeps counting")
-            << QVector<qint64>{0, 1500, 3000} << false << "" << qint64(3);
-        QTest::newRow("counts again after showing")
-            << QVector<qint64>{0, 1000, 1500} << true << "FPS: 2" << qint64(1);
-        QTest::newRow("three digits")
-            << QVector<qint64>(251, 0) + QVector<qint64>{1000} << true << "FPS: 252" << qint64(0);
+            << "0 100 200 300 400 500 600 700 800 900 1000 | FPS: 11 | 0";
+        QTest::newRow("integer division") << "5000 5500 6999 | FPS: 1 | 0";
+        QTest::newRow("under a second shows nothing") << "0 999 |  | 2";
+        QTest::newRow("without a label it keeps counting") << "0 1500 3000 | none | 3";
+        QTest::newRow("counts again after showing") << "0 1000 1500 | FPS: 2 | 1";
+        QTest::newRow("three digits") << QString(250, 'x').replace("x", "0 ") + "1000 | FPS: 251 | 0";
     }
     void fpsLabel() {
-        QFETCH(QVector<qint64>, clock);
-        QFETCH(bool, withLabel);
-        QFETCH(QString, text);
-        QFETCH(qint64, pending);
+        const QStringList f = Row::Fields();
         qint64 now = 0;
         FrameRate::SetClockForTests([&now] { return now; });
         DataSource source;
         QLabel label;
-        if (withLabel)
+        if (f[1] != "none")
             source.SetFpsLabel(&label);
-        for (qint64 t : clock) {
-            now = t;
+        for (const QString& t : f[0].split(' ')) {
+            now = t.toLongLong();
             source.UpdateAllSeries();
         }
-        QCOMPARE(label.text(), text);
-        QCOMPARE(FrameRate::PendingFrames(), pending);
-        if (!text.isEmpty())
-            QCOMPARE(label.size(), label.sizeHint());
+        QCOMPARE(label.text(), f[1] == "none" ? QString() : f[1].trimmed());
+        QCOMPARE(FrameRate::PendingFrames(), f[2].toLongLong());
+        QVERIFY(label.text().isEmpty() || label.size() == label.sizeHint());
     }
     void scalingLookup_data() {
         QTest::addColumn<uint>("address");
