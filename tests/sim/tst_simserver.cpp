@@ -4,6 +4,7 @@
 #include "FaultPlan.h"
 #include "GdbServer.h"
 #include "HssRequest.h"
+#include "Row.h"
 #include "RspClient.h"
 #include "RspFraming.h"
 #include "SharedRam.h"
@@ -69,107 +70,69 @@ private slots:
     // "hssread" (one sample read), "packet" (read one packet), "ram:address,length" (the RAM file itself)
     // or "reconnect". Back: the exact reply, "~text" (contained), "closed" or "silent".
     void dialogue_data() {
-        QTest::addColumn<QString>("fault");
-        QTest::addColumn<QList<QByteArray>>("steps");
-        const QByteArray start = "qSeggerHSS:Start:1,64,1,0000000080000100,4,0 => OK";
+        Row::Column(); // fault | steps, separated by " ; "
         QTest::newRow("reads in RAM")
-            << ""
-            << QList<QByteArray>{"m80000100,4 => 78563412", "m80000104,5 => a500000001", "m807fffff,1 => 00",
-                                 "m7ffffffc,4 => E01", "m807ffffe,4 => E01"};
+            << " | m80000100,4 => 78563412 ; m80000104,5 => a500000001 ; m807fffff,1 => 00 ; "
+               "m7ffffffc,4 => E01 ; m807ffffe,4 => E01 ; m80000100 => E01";
         QTest::newRow("reads in the data window")
-            << ""
-            << QList<QByteArray>{"m20000010,4 => 0df0ad0b", "m80400010,4 => 0df0ad0b", "m203fffff,1 => 00",
-                                 "m20400000,4 => E01",      "m203ffffe,4 => E01",      "m1ffffffc,4 => E01",
-                                 "m200bff8,8 => E01",       "m80000100 => E01"};
-        QTest::newRow("writes") << ""
-                                << QList<QByteArray>{
-                                       "M80000100,4:03000000 => OK",  "ram:80000100,4 => 03000000",
-                                       "M20000010,4:03000000 => OK",  "ram:80400010,4 => 03000000",
-                                       "M20400010,4:03000000 => E01", "M80000100,4:0300 => E01",
-                                       "M80000100,2:zz00 => E01",     "X80000100,0: => "};
-        QTest::newRow("queries") << ""
-                                 << QList<QByteArray>{"qSupported:vContSupported => ~PacketSize=",
-                                                      "qAttached => 1",
-                                                      "? => S05",
-                                                      "Hg0 => OK",
-                                                      "p20 => 00000080",
-                                                      "P20=04000003 => OK",
-                                                      "p44 => E01",
-                                                      "p20 => 00000080",
-                                                      "vMustReplyEmpty => ",
-                                                      "qSeggerHSS:Supported => OK",
-                                                      "qSeggerHSS:Stop => OK"};
-        QTest::newRow("target description")
-            << ""
-            << QList<QByteArray>{"qXfer:features:read:target.xml:0,40 => ~m<?xml",
-                                 "qXfer:features:read:target.xml:40,4000 => ~riscv:rv32",
-                                 "qXfer:features:read:other.xml:0,100 => E00"};
-        QTest::newRow("monitor") << ""
-                                 << QList<QByteArray>{
-                                        "qRcmd,68616c74 => ~6b656570732072756e6e696e67", "packet => OK",
-                                        "qRcmd,687373 => ~6e6f2073616d706c696e67", "packet => OK"};
-        QTest::newRow("bad checksum refused")
-            << "" << QList<QByteArray>{"raw:$m80000100,4#00 => -", "m80000100,4 => 78563412"};
-        QTest::newRow("nack makes a resend")
-            << "" << QList<QByteArray>{"frame:m80000100,2 => +$7856#da", "raw:- => $7856#da"};
-        QTest::newRow("noise ignored")
-            << "" << QList<QByteArray>{"raw:\r\n++garbage => ", "m80000104,1 => a5"};
+            << " | m20000010,4 => 0df0ad0b ; m80400010,4 => 0df0ad0b ; m203fffff,1 => 00 ; m20400000,4 => "
+               "E01 ; "
+               "m203ffffe,4 => E01 ; m1ffffffc,4 => E01 ; m200bff8,8 => E01";
+        QTest::newRow("writes")
+            << " | M80000100,4:03000000 => OK ; ram:80000100,4 => 03000000 ; M20000010,4:03000000 => OK"
+               " ; ram:80400010,4 => 03000000 ; M20400010,4:03000000 => E01 ; M80000100,4:0300 => E01"
+               " ; M80000100,2:zz00 => E01 ; X80000100,0: => ";
+        QTest::newRow("queries")
+            << " | qSupported:vContSupported => ~PacketSize= ; qAttached => 1 ; ? => S05 ; Hg0 => OK ; "
+               "p20 => 00000080 ; P20=04000003 => OK ; p20 => 04000003 ; p44 => E01 ; "
+               "vMustReplyEmpty => ; qSeggerHSS:Supported => OK ; qSeggerHSS:Stop => OK";
+        QTest::newRow("target description") << " | qXfer:features:read:target.xml:0,40 => ~m<?xml ; "
+                                               "qXfer:features:read:target.xml:40,4000 => ~riscv:rv32 ; "
+                                               "qXfer:features:read:other.xml:0,100 => E00";
+        QTest::newRow("monitor") << " | qRcmd,68616c74 => ~6b656570732072756e6e696e67 ; packet => OK ; "
+                                    "qRcmd,687373 => ~6e6f2073616d706c696e67 ; packet => OK";
+        QTest::newRow("bad checksum refused") << " | raw:$m80000100,4#00 => - ; m80000100,4 => 78563412";
+        QTest::newRow("nack makes a resend") << " | frame:m80000100,2 => +$7856#da ; raw:- => $7856#da";
+        QTest::newRow("noise ignored") << " | raw:\r\n++garbage => ; m80000104,1 => a5";
         QTest::newRow("continue, then interrupt")
-            << ""
-            << QList<QByteArray>{"frame:c => +", "raw: => silent", "raw:\x03 => $S02#b5",
-                                 "m80000104,1 => a5"};
-        QTest::newRow("detach") << "" << QList<QByteArray>{"D => OK", "raw: => closed"};
-        QTest::newRow("kill") << "" << QList<QByteArray>{"frame:k => +", "raw: => closed"};
+            << " | frame:c => + ; raw: => silent ; raw:\x03 => $S02#b5 ; m80000104,1 => a5";
+        QTest::newRow("detach") << " | D => OK ; raw: => closed";
+        QTest::newRow("kill") << " | frame:k => + ; raw: => closed";
         QTest::newRow("session refusals")
-            << ""
-            << QList<QByteArray>{"qSeggerHSS:Read:00002710 => E01",
-                                 "qSeggerHSS:Start:1,14,1,0000000020400010,4,0 => E02",
-                                 "qSeggerHSS:Start:1,14,1,00000000807ffffe,4,0 => E02",
-                                 "qSeggerHSS:Start:1,14,1,00000000203ffffe,4,0 => E02",
-                                 "qSeggerHSS:Start:1,14,2,0000000020000010,4,0,000000001ffffffc,4,0 => E02",
-                                 "qSeggerHSS:Start:1,14,2,0000000080000100,4,0 => E01",
-                                 "qSeggerHSS:Read: => E01",
-                                 "qSeggerHSS:Pause => ",
-                                 "qSeggerHSS:Read:00002710 => E01",
-                                 start,
-                                 "qSeggerHSS:Stop => OK",
-                                 "qSeggerHSS:Read:00002710 => E01"};
-        QTest::newRow("no-hss") << "no-hss"
-                                << QList<QByteArray>{"qSeggerHSS:Supported => ", start.left(start.size() - 2),
-                                                     "qSeggerHSS:Read:00002710 => ", "qSeggerHSS:Stop => ",
-                                                     "m80000104,1 => a5"};
-        QTest::newRow("empty-reads") << "empty-reads"
-                                     << QList<QByteArray>{start, "qSeggerHSS:Read:00002710 => OK,00000000",
-                                                          "qSeggerHSS:Read:00002710 => OK,00000000"};
+            << " | qSeggerHSS:Read:00002710 => E01 ; qSeggerHSS:Start:1,14,1,0000000020400010,4,0 => E02 ; "
+               "qSeggerHSS:Start:1,14,1,00000000807ffffe,4,0 => E02 ; "
+               "qSeggerHSS:Start:1,14,1,00000000203ffffe,4,0 => E02 ; "
+               "qSeggerHSS:Start:1,14,2,0000000020000010,4,0,000000001ffffffc,4,0 => E02 ; "
+               "qSeggerHSS:Start:1,14,2,0000000080000100,4,0 => E01 ; qSeggerHSS:Read: => E01 ; "
+               "qSeggerHSS:Pause => ; "
+               "start => OK ; qSeggerHSS:Stop => OK ; qSeggerHSS:Read:00002710 => E01";
+        QTest::newRow("no-hss")
+            << "no-hss | qSeggerHSS:Supported => ; start => ; qSeggerHSS:Read:00002710 => ; "
+               "qSeggerHSS:Stop => ; m80000104,1 => a5";
+        QTest::newRow("empty-reads")
+            << "empty-reads | start => OK ; qSeggerHSS:Read:00002710 => OK,00000000 ; "
+               "qSeggerHSS:Read:00002710 => OK,00000000";
         QTest::newRow("close-after-reads, per connection")
-            << "close-after-reads=2"
-            << QList<QByteArray>{start,
-                                 "hssread",
-                                 "hssread",
-                                 "m80000104,1 => a5",
-                                 "frame:qSeggerHSS:Read:00002710 => closed",
-                                 "reconnect",
-                                 start,
-                                 "qSeggerHSS:Read:00002710 => ~OK,"};
+            << "close-after-reads=2 | start => OK ; hssread ; hssread ; m80000104,1 => a5 ; "
+               "frame:qSeggerHSS:Read:00002710 => closed ; reconnect ; start => OK ; "
+               "qSeggerHSS:Read:00002710 => ~OK,";
         QTest::newRow("silent-after-reads")
-            << "silent-after-reads=1"
-            << QList<QByteArray>{start, "hssread", "frame:qSeggerHSS:Read:00002710 => silent",
-                                 "frame:m80000104,1 => silent"};
-        QTest::newRow("nack-writes") << "nack-writes"
-                                     << QList<QByteArray>{"frame:M80000100,4:03000000 => -",
-                                                          "ram:80000100,4 => 78563412"};
-        QTest::newRow("error-writes") << "error-writes"
-                                      << QList<QByteArray>{"frame:M80000100,4:03000000 => +$E01#a6",
-                                                           "raw:+ => ", "m80000100,4 => 78563412"};
+            << "silent-after-reads=1 | start => OK ; hssread ; "
+               "frame:qSeggerHSS:Read:00002710 => silent ; frame:m80000104,1 => silent";
+        QTest::newRow("nack-writes")
+            << "nack-writes | frame:M80000100,4:03000000 => - ; ram:80000100,4 => 78563412";
+        QTest::newRow("error-writes")
+            << "error-writes | frame:M80000100,4:03000000 => +$E01#a6 ; raw:+ => ; m80000100,4 => 78563412";
     }
     void dialogue() {
-        QFETCH(QString, fault);
-        QFETCH(QList<QByteArray>, steps);
-        StartServer(fault);
+        const QStringList f = Row::Fields();
+        StartServer(f[0].trimmed());
         auto client = std::make_unique<RspClient>();
         QVERIFY(client->Connect(m_server->Port()));
-        for (const QByteArray& step : steps) {
-            const int arrow = step.indexOf(" => ");
+        for (QString text : f[1].split(" ; ")) {
+            text.replace("start =>", "qSeggerHSS:Start:1,64,1,0000000080000100,4,0 =>");
+            const QByteArray step = text.toLatin1();
+            const int arrow = step.indexOf(" =>");
             const QByteArray out = arrow < 0 ? step : step.left(arrow);
             const QByteArray back = arrow < 0 ? QByteArray() : step.mid(arrow + 4);
             QByteArray got;
