@@ -1,6 +1,7 @@
 // Framing, request parsing, the sample ring, the fault list and the memory map of the simulated target.
 #include "FaultPlan.h"
 #include "HssRequest.h"
+#include "Row.h"
 #include "RspFraming.h"
 #include "SampleRing.h"
 #include "TargetMemoryMap.h"
@@ -58,47 +59,42 @@ private slots:
             QCOMPARE(Parse({bytes.left(cut), bytes.mid(cut)}), events);
     }
 
-    void hssStart_data() {
-        QTest::addColumn<QByteArray>("arguments");
-        QTest::addColumn<int>("recordSize"); // -1: refused
-        QTest::newRow("two blocks") << QByteArray("1,14,2,0000000020000010,4,0,0000000020000014,2,0") << 10;
-        QTest::newRow("no blocks") << QByteArray("1,14,0") << 4;
-        QTest::newRow("8-byte block") << QByteArray("1,a,1,0000000080002508,8,0") << 12;
-        QTest::newRow("count says more") << QByteArray("1,14,2,0000000020000010,4,0") << -1;
-        QTest::newRow("count says fewer") << QByteArray("1,14,0,0000000020000010,4,0") << -1;
-        QTest::newRow("zero period") << QByteArray("1,0,0") << -1;
-        QTest::newRow("zero size") << QByteArray("1,14,1,0000000020000010,0,0") << -1;
-        QTest::newRow("huge size") << QByteArray("1,14,1,0000000020000010,1000,0") << -1;
-        QTest::newRow("0x prefix") << QByteArray("1,0x14,0") << -1;
-        QTest::newRow("empty field") << QByteArray("1,,0") << -1;
-        QTest::newRow("too few fields") << QByteArray("1,14") << -1;
+    // Start and read requests' arguments | record size, or the most samples to read; -1: refused
+    void hssRequest_data() {
+        Row::Column();
+        QTest::newRow("two blocks") << "Start:1,14,2,0000000020000010,4,0,0000000020000014,2,0 | 10";
+        QTest::newRow("no blocks") << "Start:1,14,0 | 4";
+        QTest::newRow("8-byte block") << "Start:1,a,1,0000000080002508,8,0 | 12";
+        QTest::newRow("count says more") << "Start:1,14,2,0000000020000010,4,0 | -1";
+        QTest::newRow("count says fewer") << "Start:1,14,0,0000000020000010,4,0 | -1";
+        QTest::newRow("zero period") << "Start:1,0,0 | -1";
+        QTest::newRow("zero size") << "Start:1,14,1,0000000020000010,0,0 | -1";
+        QTest::newRow("huge size") << "Start:1,14,1,0000000020000010,1000,0 | -1";
+        QTest::newRow("0x prefix") << "Start:1,0x14,0 | -1";
+        QTest::newRow("empty field") << "Start:1,,0 | -1";
+        QTest::newRow("too few fields") << "Start:1,14 | -1";
+        QTest::newRow("client's read") << "Read:00002710 | 10000";
+        QTest::newRow("short read") << "Read:a | 10";
+        QTest::newRow("empty read") << "Read: | -1";
+        QTest::newRow("garbage read") << "Read:xyz | -1";
+        QTest::newRow("too large a read") << "Read:100000000 | -1";
     }
-    void hssStart() {
-        QFETCH(QByteArray, arguments);
-        QFETCH(int, recordSize);
+    void hssRequest() {
+        const QStringList f = Row::Fields();
+        const QByteArray arguments = f[0].section(':', 1).toLatin1();
+        const int expected = f[1].toInt();
         HssStart start;
-        QCOMPARE(ParseHssStart(arguments, &start), recordSize > 0);
-        if (recordSize > 0) {
-            QCOMPARE(int(start.RecordSize()), recordSize);
-            QCOMPARE(FormatHssStart(start), "qSeggerHSS:Start:" + arguments);
-        }
-    }
-
-    void hssRead_data() {
-        QTest::addColumn<QByteArray>("arguments");
-        QTest::addColumn<qint64>("count"); // -1: refused
-        QTest::newRow("client's request") << QByteArray("00002710") << qint64(10000);
-        QTest::newRow("short form") << QByteArray("a") << qint64(10);
-        QTest::newRow("empty") << QByteArray() << qint64(-1);
-        QTest::newRow("garbage") << QByteArray("xyz") << qint64(-1);
-        QTest::newRow("too large") << QByteArray("100000000") << qint64(-1);
-    }
-    void hssRead() {
-        QFETCH(QByteArray, arguments);
-        QFETCH(qint64, count);
         std::uint32_t max = 0;
-        QCOMPARE(ParseHssRead(arguments, &max), count >= 0);
-        QCOMPARE(qint64(max), qMax(count, qint64(0)));
+        if (f[0].startsWith("Read")) {
+            QCOMPARE(ParseHssRead(arguments, &max), expected >= 0);
+            QCOMPARE(int(max), qMax(expected, 0));
+            return;
+        }
+        QCOMPARE(ParseHssStart(arguments, &start), expected > 0);
+        if (expected > 0) {
+            QCOMPARE(int(start.RecordSize()), expected);
+            QCOMPARE(FormatHssStart(start), "qSeggerHSS:" + f[0].toLatin1());
+        }
     }
 
     // Rounds of pushes and takes on a ring of 1-byte records; record i holds i.
@@ -165,34 +161,31 @@ private slots:
             QVERIFY(FaultPlan::Help().contains(value.section('=', 0, 0)));
     }
 
+    // RAM size | address | length | offset in the RAM file; -1: not mapped
     void memoryMap_data() {
-        QTest::addColumn<qulonglong>("ramSize");
-        QTest::addColumn<qulonglong>("address");
-        QTest::addColumn<qulonglong>("length");
-        QTest::addColumn<qlonglong>("offset"); // -1: not mapped
-        const qulonglong ram = 128u * 1024u * 1024u;
-        QTest::newRow("RAM start") << ram << 0x80000000ull << 4ull << 0ll;
-        QTest::newRow("RAM last byte") << ram << 0x87ffffffull << 1ull << 0x7ffffffll;
-        QTest::newRow("RAM end crossed") << ram << 0x87fffffeull << 4ull << -1ll;
-        QTest::newRow("below RAM") << ram << 0x7ffffffcull << 4ull << -1ll;
-        QTest::newRow("a global in the window") << ram << 0x2000003cull << 4ull << 0x40003cll;
-        QTest::newRow("window last byte") << ram << 0x203fffffull << 1ull << 0x7fffffll;
-        QTest::newRow("window end crossed") << ram << 0x203ffffeull << 4ull << -1ll;
-        QTest::newRow("into the window from below") << ram << 0x1ffffffeull << 4ull << -1ll;
-        QTest::newRow("timer") << ram << 0x0200bff8ull << 8ull << -1ll;
-        QTest::newRow("length wraps") << ram << 0x80000010ull << 0xfffffffffffffff8ull << -1ll;
-        QTest::newRow("address wraps") << ram << 0xfffffffffffffffcull << 8ull << -1ll;
-        QTest::newRow("small RAM, window unbacked") << 0x100000ull << 0x20000000ull << 4ull << -1ll;
-        QTest::newRow("window half backed") << 0x500000ull << 0x200ffffcull << 4ull << 0x4ffffcll;
-        QTest::newRow("window past the backing") << 0x500000ull << 0x200ffffeull << 4ull << -1ll;
+        Row::Column();
+        QTest::newRow("RAM start") << "8000000 | 80000000 | 4 | 0";
+        QTest::newRow("RAM last byte") << "8000000 | 87ffffff | 1 | 7ffffff";
+        QTest::newRow("RAM end crossed") << "8000000 | 87fffffe | 4 | -1";
+        QTest::newRow("below RAM") << "8000000 | 7ffffffc | 4 | -1";
+        QTest::newRow("a global in the window") << "8000000 | 2000003c | 4 | 40003c";
+        QTest::newRow("window last byte") << "8000000 | 203fffff | 1 | 7fffff";
+        QTest::newRow("window end crossed") << "8000000 | 203ffffe | 4 | -1";
+        QTest::newRow("into the window from below") << "8000000 | 1ffffffe | 4 | -1";
+        QTest::newRow("timer") << "8000000 | 0200bff8 | 8 | -1";
+        QTest::newRow("length wraps") << "8000000 | 80000010 | fffffffffffffff8 | -1";
+        QTest::newRow("address wraps") << "8000000 | fffffffffffffffc | 8 | -1";
+        QTest::newRow("small RAM, window unbacked") << "100000 | 20000000 | 4 | -1";
+        QTest::newRow("window half backed") << "500000 | 200ffffc | 4 | 4ffffc";
+        QTest::newRow("window past the backing") << "500000 | 200ffffe | 4 | -1";
     }
     void memoryMap() {
-        QFETCH(qulonglong, ramSize);
-        QFETCH(qulonglong, address);
-        QFETCH(qulonglong, length);
-        QFETCH(qlonglong, offset);
+        const QStringList f = Row::Fields();
+        const qlonglong offset = f[3].toLongLong(nullptr, 16);
         std::uint64_t actual = 0xdead; // untouched on refusal
-        QCOMPARE(TargetMemoryMap(ramSize).ToOffset(address, length, &actual), offset >= 0);
+        QCOMPARE(TargetMemoryMap(f[0].toULongLong(nullptr, 16))
+                     .ToOffset(f[1].toULongLong(nullptr, 16), f[2].toULongLong(nullptr, 16), &actual),
+                 offset >= 0);
         QCOMPARE(qlonglong(actual), offset >= 0 ? offset : 0xdead);
     }
 };
