@@ -2,6 +2,7 @@
 // 5, optimised with unused data dropped), readelf_variables lists them, and the list is checked
 // against nm and the known sources; plus its command line, bad input and the list writer's escaping.
 #include "JsonOutput.h"
+#include "Row.h"
 
 #include <QDir>
 #include <QJsonArray>
@@ -177,62 +178,50 @@ private slots:
             QCOMPARE(leaves.value(it.key()), it.value());
     }
 
-    // Leaves of the fixtures: type name, size, and offset from the variable's nm symbol.
+    // Leaves of the fixtures: leaf | type | type on rv32 | size, size on rv32, offset from the variable's
+    // symbol. On rv32 `long` and `int32_t` are 4 bytes; the name follows the size, not the C spelling. The
+    // layout is the same on both targets: double is 8-aligned on x86-64 and rv32 alike.
     void leaves_data() {
         QTest::addColumn<QString>("variant");
-        QTest::addColumn<QString>("leaf");
-        QTest::addColumn<QString>("type");
-        QTest::addColumn<int>("size");
-        QTest::addColumn<int>("offset");
-        // On rv32 `long` and `int32_t` are 4 bytes; the name follows the size, not the C spelling.
-        const struct {
-            const char *leaf, *type, *rvType;
-            int size, rvSize, offset;
-        } rows[] = {
-            {"g_counter", "unsigned int", "unsigned int", 4, 4, 0},
-            {"g_schar", "signed char", "signed char", 1, 1, 0},
-            {"g_ushort", "unsigned short", "unsigned short", 2, 2, 0},
-            {"g_long", "long long", "int", 8, 4, 0},
-            {"g_ulong", "unsigned long long", "unsigned int", 8, 4, 0},
-            {"g_u16", "unsigned short", "unsigned short", 2, 2, 0},
-            {"g_float", "float", "float", 4, 4, 0},
-            {"g_double", "double", "double", 8, 8, 0},
-            {"g_ldouble", "long double", "long double", 16, 16, 0},
-            {"g_flag", "_Bool", "_Bool", 1, 1, 0},
-            {"g_ptr", "pointer", "pointer", 8, 4, 0},
-            {"g_handler", "pointer", "pointer", 8, 4, 0},
-            {"g_color", "enum color", "enum color", 4, 4, 0},
-            {"g_mode", "enum tw_mode_t", "enum tw_mode_t", 4, 4, 0},
-            {"sample_step::calls", "int", "int", 4, 4, 0},
-            {"other_tick::ticks", "unsigned short", "unsigned short", 2, 2, 0},
-            // The same layout on both targets: double is 8-aligned on x86-64 and rv32 alike.
-            {"g_sensor.id", "unsigned char", "unsigned char", 1, 1, 0},
-            {"g_sensor.gain", "float", "float", 4, 4, 4},
-            {"g_sensor.pos[1].y", "short", "short", 2, 2, 14},
-            {"g_sensor.last", "double", "double", 8, 8, 24},
-            {"g_sensor.raw.bytes[3]", "unsigned char", "unsigned char", 1, 1, 35},
-            {"g_sensor.hi", "unsigned short", "unsigned short", 2, 2, 38},
-            {"g_points[2].y", "short", "short", 2, 2, 10},
-            {"g_matrix[1][2]", "int", "int", 4, 4, 20},
-            {"g_name[7]", "char", "char", 1, 1, 7},
-            {"g_big[63]", "int", "int", 4, 4, 252},
-            {"other_buffer[15]", "unsigned char", "unsigned char", 1, 1, 15},
-        };
+        Row::Column();
         for (const auto& variant : kVariants)
-            for (const auto& row : rows) {
-                const bool rv32 = QByteArray(variant[0]).startsWith("rv32");
+            for (const char* row : {"g_counter | unsigned int | unsigned int | 4 4 0",
+                                    "g_schar | signed char | signed char | 1 1 0",
+                                    "g_ushort | unsigned short | unsigned short | 2 2 0",
+                                    "g_long | long long | int | 8 4 0",
+                                    "g_ulong | unsigned long long | unsigned int | 8 4 0",
+                                    "g_u16 | unsigned short | unsigned short | 2 2 0",
+                                    "g_float | float | float | 4 4 0",
+                                    "g_double | double | double | 8 8 0",
+                                    "g_ldouble | long double | long double | 16 16 0",
+                                    "g_flag | _Bool | _Bool | 1 1 0",
+                                    "g_ptr | pointer | pointer | 8 4 0",
+                                    "g_handler | pointer | pointer | 8 4 0",
+                                    "g_color | enum color | enum color | 4 4 0",
+                                    "g_mode | enum tw_mode_t | enum tw_mode_t | 4 4 0",
+                                    "sample_step::calls | int | int | 4 4 0",
+                                    "other_tick::ticks | unsigned short | unsigned short | 2 2 0",
+                                    "g_sensor.id | unsigned char | unsigned char | 1 1 0",
+                                    "g_sensor.gain | float | float | 4 4 4",
+                                    "g_sensor.pos[1].y | short | short | 2 2 14",
+                                    "g_sensor.last | double | double | 8 8 24",
+                                    "g_sensor.raw.bytes[3] | unsigned char | unsigned char | 1 1 35",
+                                    "g_sensor.hi | unsigned short | unsigned short | 2 2 38",
+                                    "g_points[2].y | short | short | 2 2 10",
+                                    "g_matrix[1][2] | int | int | 4 4 20",
+                                    "g_name[7] | char | char | 1 1 7",
+                                    "g_big[63] | int | int | 4 4 252",
+                                    "other_buffer[15] | unsigned char | unsigned char | 1 1 15"})
                 if (QByteArray(variant[0]).contains("dwarf"))
-                    QTest::addRow("%s %s", variant[0], row.leaf)
-                        << variant[0] << row.leaf << (rv32 ? row.rvType : row.type)
-                        << (rv32 ? row.rvSize : row.size) << row.offset;
-            }
+                    QTest::addRow("%s %s", variant[0], QByteArray(row).split(' ')[0].constData())
+                        << variant[0] << row;
     }
     void leaves() {
         QFETCH(QString, variant);
-        QFETCH(QString, leaf);
-        QFETCH(QString, type);
-        QFETCH(int, size);
-        QFETCH(int, offset);
+        const QStringList f = Row::Fields();
+        const bool rv32 = variant.startsWith("rv32");
+        const QString leaf = f[0], type = f[rv32 ? 2 : 1];
+        const int size = f[3].split(' ')[rv32 ? 1 : 0].toInt(), offset = f[3].split(' ')[2].toInt();
         if (!m_builds.contains(variant))
             QSKIP("riscv64-unknown-elf-gcc is not installed");
         const Build& build = m_builds[variant];
@@ -243,57 +232,42 @@ private slots:
         QCOMPARE(var.value("scope").toString(), QString(leaf.contains("::") ? "static" : "global"));
         bool atSymbol = false;
         for (const Symbol& s : build.symbols.values(BaseVariable(leaf)))
-            atSymbol =
-                atSymbol || (Hex(var) == s.address + offset && (leaf.contains(QRegularExpression("[.[]")) || s.size == quint64(size)));
+            atSymbol = atSymbol || (Hex(var) == s.address + offset &&
+                                    (leaf.contains(QRegularExpression("[.[]")) || s.size == quint64(size)));
         QVERIFY2(atSymbol, qPrintable(QString("nm has no %1 at %2").arg(leaf).arg(Hex(var), 0, 16)));
     }
 
+    // input | arguments after it | message on standard output or error (parts between "/") | names in
+    // the list ("-name": not in it)
     void commandLine_data() {
-        QTest::addColumn<QString>("input");
-        QTest::addColumn<QStringList>("args");
-        QTest::addColumn<QString>("message");    // on standard output or error; empty for a plain success
-        QTest::addColumn<QStringList>("listed"); // names in the list; "-name": not in it
-        QTest::newRow("default limit 64")
-            << "good" << QStringList() << "" << QStringList{"g_big[63]", "-g_big[64]"};
-        QTest::newRow("limit 10") << "good" << QStringList{"--array-limit", "10"} << ""
-                                  << QStringList{"g_big[9]", "-g_big[10]"};
-        QTest::newRow("short option, per dimension")
-            << "good" << QStringList{"-a", "2"} << ""
-            << QStringList{"g_matrix[1][1]", "g_sensor.pos[1].y", "-g_matrix[1][2]", "-g_table[2]",
-                           "-g_sensor.raw.bytes[2]"};
-        QTest::newRow("0 lists all") << "good" << QStringList{"--array-limit=0"} << ""
-                                     << QStringList{"g_big[999]", "-g_big[1000]"};
-        QTest::newRow("no variables: empty list") << "novars" << QStringList() << "" << QStringList();
+        Row::Column();
+        QTest::newRow("default limit 64") << "good |  |  | g_big[63] -g_big[64]";
+        QTest::newRow("limit 10") << "good | --array-limit 10 |  | g_big[9] -g_big[10]";
+        QTest::newRow("short option, per dimension") << "good | -a 2 |  | g_matrix[1][1] g_sensor.pos[1].y "
+                                                        "-g_matrix[1][2] -g_table[2] -g_sensor.raw.bytes[2]";
+        QTest::newRow("0 lists all") << "good | --array-limit=0 |  | g_big[999] -g_big[1000]";
+        QTest::newRow("no variables: empty list") << "novars |  |  | ";
         QTest::newRow("help tells what is left out")
-            << "none" << QStringList{"--help"}
-            << "--array-limit <count>|Default: 64|bit-fields|without a fixed address|beyond the array "
-               "limit|elf.json"
-            << QStringList{};
-        QTest::newRow("missing file") << "missing" << QStringList() << "cannot open" << QStringList{};
-        QTest::newRow("text file") << "text" << QStringList() << "is not an ELF file" << QStringList{};
-        QTest::newRow("folder") << "folder" << QStringList() << "is not an ELF file" << QStringList{};
-        QTest::newRow("ELF without -g")
-            << "nodebug" << QStringList() << "has no debug information" << QStringList{};
-        QTest::newRow("object file") << "object" << QStringList() << "is not a linked program"
-                                     << QStringList{};
-        QTest::newRow("bad DWARF version")
-            << "badversion" << QStringList() << "cannot read the debug information" << QStringList{};
-        QTest::newRow("garbled DWARF")
-            << "garbled" << QStringList() << "cannot read the debug information" << QStringList{};
-        QTest::newRow("no argument") << "none" << QStringList() << "expected exactly one ELF file"
-                                     << QStringList{};
-        QTest::newRow("two arguments")
-            << "good" << QStringList{"second.elf"} << "expected exactly one ELF file" << QStringList{};
-        QTest::newRow("bad limit") << "good" << QStringList{"--array-limit", "-3"}
-                                   << "--array-limit needs a count" << QStringList{};
-        QTest::newRow("unknown option")
-            << "good" << QStringList{"--bogus"} << "Unknown option 'bogus'" << QStringList{};
+            << "none | --help | --array-limit <count>/Default: 64/bit-fields/without a fixed address/beyond "
+               "the array "
+               "limit/elf.json | ";
+        QTest::newRow("missing file") << "missing |  | cannot open | ";
+        QTest::newRow("text file") << "text |  | is not an ELF file | ";
+        QTest::newRow("folder") << "folder |  | is not an ELF file | ";
+        QTest::newRow("ELF without -g") << "nodebug |  | has no debug information | ";
+        QTest::newRow("object file") << "object |  | is not a linked program | ";
+        QTest::newRow("bad DWARF version") << "badversion |  | cannot read the debug information | ";
+        QTest::newRow("garbled DWARF") << "garbled |  | cannot read the debug information | ";
+        QTest::newRow("no argument") << "none |  | expected exactly one ELF file | ";
+        QTest::newRow("two arguments") << "good | second.elf | expected exactly one ELF file | ";
+        QTest::newRow("bad limit") << "good | --array-limit -3 | --array-limit needs a count | ";
+        QTest::newRow("unknown option") << "good | --bogus | Unknown option 'bogus' | ";
     }
     void commandLine() {
-        QFETCH(QString, input);
-        QFETCH(QStringList, args);
-        QFETCH(QString, message);
-        QFETCH(QStringList, listed);
+        const QStringList f = Row::Fields();
+        const QString input = f[0], message = f[2];
+        const QStringList args = f[1].split(' ', Qt::SkipEmptyParts),
+                          listed = f[3].split(' ', Qt::SkipEmptyParts);
         const QString dir = FreshDir(), elf = dir + "/input.elf", good = m_builds["host-dwarf5"].elf;
         QFile file(elf);
         if (input == "text" || input == "empty")
@@ -327,7 +301,7 @@ private slots:
         Output r;
         const QJsonArray list = Extract(input == "none" ? args : QStringList{elf} + args, dir, &r);
         const QString output = QString::fromLocal8Bit(r.out + r.err);
-        for (const QString& part : message.split('|', Qt::SkipEmptyParts))
+        for (const QString& part : message.split('/', Qt::SkipEmptyParts))
             QVERIFY2(output.contains(part), qPrintable(output));
         const bool failure = !message.isEmpty() && !args.contains("--help");
         QCOMPARE(r.exitCode != 0, failure);
