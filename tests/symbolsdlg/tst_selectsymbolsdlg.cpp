@@ -1,5 +1,6 @@
 // The symbol selection dialog: its texts, the tree's order, the filter, OK/Cancel and unticking.
 #include "CatalogueFile.h"
+#include "Row.h"
 #include "SelectSymbolsDlg.h"
 
 #include <QAction>
@@ -90,60 +91,41 @@ private slots:
     }
 
     void filter_data() {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QStringList>("visible");
-        QTest::newRow("children keep their groups")
-            << "speed" << QStringList{"adc.c", "speed_adc", "motor.c", "speed", "speed_ref"};
-        QTest::newRow("case-sensitive") << "torque" << QStringList{};
-        QTest::newRow("group and child names") << "adc" << QStringList{"adc.c", "adc_raw", "speed_adc"};
-        QTest::newRow("group name alone") << "motor" << QStringList{"motor.c"};
-        QTest::newRow("substring inside") << "_r" << QStringList{"adc.c", "adc_raw", "motor.c", "speed_ref"};
+        Row::Column();
+        QTest::newRow("children keep their groups") << "speed | adc.c speed_adc motor.c speed speed_ref";
+        QTest::newRow("case-sensitive") << "torque | ";
+        QTest::newRow("group and child names") << "adc | adc.c adc_raw speed_adc";
+        QTest::newRow("group name alone") << "motor | motor.c";
+        QTest::newRow("substring inside") << "_r | adc.c adc_raw motor.c speed_ref";
         QTest::newRow("cleared again shows all")
-            << "" << QStringList{"adc.c", "adc_raw", "speed_adc", "motor.c", "speed", "speed_ref", "Torque"};
+            << " | adc.c adc_raw speed_adc motor.c speed speed_ref Torque";
     }
     void filter() {
-        QFETCH(QString, text);
-        QFETCH(QStringList, visible);
+        const QStringList f = Row::Fields();
         QVERIFY(LoadCatalogue(kTwoGroups));
         SelectSymbolsDlg dlg;
         dlg.BuildTree();
         QTest::keyClicks(dlg.FilterEdit(), "zzz"); // the user types; textChanged drives the filter
         dlg.Tree()->collapseAll();
-        dlg.FilterEdit()->setText(text);
+        dlg.FilterEdit()->setText(f[0].trimmed());
         QStringList names;
         for (const QString& row : Rows(dlg))
             names << row.section(' ', 0, 0);
-        QCOMPARE(names, visible);
+        QCOMPARE(names.join(' '), f[1].trimmed());
     }
 
-    // Boxes ticked before the dialog opens and while it is open, then OK or Cancel.
+    // Box 2 ticked and confirmed, then the dialog opened as it is or rebuilt, boxes clicked, OK or Cancel:
+    // how | clicked | ticks shown | records' marks and ticks afterwards | SelectedDone signals
     void closing_data() {
-        QTest::addColumn<bool>("rebuild"); // opened through InitItemAndShow, which rebuilds the tree
-        QTest::addColumn<QList<int>>("clicked");
-        QTest::addColumn<QString>("button");
-        QTest::addColumn<QString>("seen"); // ticks when the dialog showed
-        QTest::addColumn<QString>("marks");
-        QTest::addColumn<int>("done"); // SelectedDone signals
-        QTest::newRow("OK writes the ticks") << false << QList<int>{0, 3} << "ok"
-                                             << "--x--"
-                                             << "x-xx-" << 1;
-        QTest::newRow("Cancel restores the confirmed ticks") << false << QList<int>{2, 4} << "cancel"
-                                                             << "--x--"
-                                                             << "--x--" << 0;
-        QTest::newRow("rebuild unticks, Cancel puts back") << true << QList<int>{} << "cancel"
-                                                           << "-----"
-                                                           << "--x--" << 0;
-        QTest::newRow("rebuild, OK keeps nothing") << true << QList<int>{} << "ok"
-                                                   << "-----"
-                                                   << "-----" << 1;
+        Row::Column();
+        QTest::newRow("OK writes the ticks") << "show 0 3 ok | --x-- | x-xx- | 1";
+        QTest::newRow("Cancel restores the confirmed ticks") << "show 2 4 cancel | --x-- | --x-- | 0";
+        QTest::newRow("rebuild unticks, Cancel puts back") << "rebuild cancel | ----- | --x-- | 0";
+        QTest::newRow("rebuild, OK keeps nothing") << "rebuild ok | ----- | ----- | 1";
     }
     void closing() {
-        QFETCH(bool, rebuild);
-        QFETCH(QList<int>, clicked);
-        QFETCH(QString, button);
-        QFETCH(QString, seen);
-        QFETCH(QString, marks);
-        QFETCH(int, done);
+        const QStringList f = Row::Fields();
+        QStringList steps = f[0].split(' ');
         QVERIFY(LoadCatalogue(kTwoGroups));
         SelectSymbolsDlg dlg;
         dlg.BuildTree();
@@ -154,50 +136,37 @@ private slots:
         QTimer::singleShot(0, &dlg, [&] {
             QVERIFY(dlg.isVisible() && dlg.isModal());
             ticksShown = Ticks(dlg);
-            for (int i : clicked)
-                dlg.CheckBoxes().at(i)->click();
-            QTest::mouseClick(
-                dlg.ButtonBox()->button(button == "ok" ? QDialogButtonBox::Ok : QDialogButtonBox::Cancel),
-                Qt::LeftButton);
+            for (const QString& i : steps.mid(1, steps.size() - 2))
+                dlg.CheckBoxes().at(i.toInt())->click();
+            const auto which = steps.last() == "ok" ? QDialogButtonBox::Ok : QDialogButtonBox::Cancel;
+            QTest::mouseClick(dlg.ButtonBox()->button(which), Qt::LeftButton);
         });
-        rebuild ? dlg.InitItemAndShow() : dlg.ShowDialog();
-        QCOMPARE(ticksShown, seen);
-        QCOMPARE(Marks(), marks);
-        QCOMPARE(Ticks(dlg), marks);
-        QCOMPARE(selected.count(), done);
+        steps[0] == "rebuild" ? dlg.InitItemAndShow() : dlg.ShowDialog();
+        QCOMPARE(ticksShown + " " + Marks() + " " + Ticks(dlg), f[1] + " " + f[2] + " " + f[2]);
+        QCOMPARE(selected.count(), f[3].toInt());
         QVERIFY(!dlg.isVisible());
     }
-
+    // A record to untick: name address type scope size | ticks afterwards (all ticked before)
     void removeSelect_data() {
-        QTest::addColumn<QString>("record"); // name address type scope size
-        QTest::addColumn<QString>("ticks");
-        QTest::newRow("exact") << "speed_ref 20000014 float global 4"
-                               << "x-xxx";
-        QTest::newRow("scope and size differ") << "speed_ref 20000014 float local 8"
-                                               << "x-xxx";
-        QTest::newRow("other type") << "speed_ref 20000014 int global 4"
-                                    << "xxxxx";
-        QTest::newRow("other address") << "speed_ref 20000015 float global 4"
-                                       << "xxxxx";
-        QTest::newRow("address case") << "speed_ref 2000001A float global 4"
-                                      << "xxxxx";
-        QTest::newRow("other name") << "Speed_ref 20000014 float global 4"
-                                    << "xxxxx";
-        QTest::newRow("last record") << "speed_adc 20000104 int global 4"
-                                     << "xxxx-";
+        Row::Column();
+        QTest::newRow("exact") << "speed_ref 20000014 float global 4 | x-xxx";
+        QTest::newRow("scope and size differ") << "speed_ref 20000014 float local 8 | x-xxx";
+        QTest::newRow("other type") << "speed_ref 20000014 int global 4 | xxxxx";
+        QTest::newRow("other address") << "speed_ref 20000015 float global 4 | xxxxx";
+        QTest::newRow("address case") << "speed_ref 2000001A float global 4 | xxxxx";
+        QTest::newRow("other name") << "Speed_ref 20000014 float global 4 | xxxxx";
+        QTest::newRow("last record") << "speed_adc 20000104 int global 4 | xxxx-";
     }
     void removeSelect() {
-        QFETCH(QString, record);
-        QFETCH(QString, ticks);
+        const QStringList f = Row::Fields(), r = f[0].split(' ');
         QVERIFY(LoadCatalogue(kTwoGroups));
         SelectSymbolsDlg dlg;
         dlg.BuildTree();
         for (QCheckBox* box : dlg.CheckBoxes())
             box->setChecked(true);
         dlg.accept();
-        const QStringList f = record.split(' ');
-        dlg.RemoveSelect({f[0], f[1], f[3], f[2], f[4].toInt()});
-        QCOMPARE(Ticks(dlg), ticks);
+        dlg.RemoveSelect({r[0], r[1], r[3], r[2], r[4].toInt()});
+        QCOMPARE(Ticks(dlg), f[1]);
         QCOMPARE(Marks(), QString("xxxxx")); // the confirmed marks change only on the next OK
     }
 
