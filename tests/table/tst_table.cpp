@@ -1,6 +1,7 @@
 // The table widgets: rows dragged by swap or move, the row menu, header sorting, the value cell's
 // editing states, and the table's dock window.
 #include "DragableRowsTable.h"
+#include "Row.h"
 #include "TableDockWidget.h"
 #include "ValueLineEdit.h"
 
@@ -113,58 +114,40 @@ private slots:
     }
     void cleanup() { delete m_window; }
 
+    // mode, last row accepts | dragged row, row dropped on (-1: empty space below) | rows afterwards |
+    // source and target the one signal reports ("none": no signal)
     void drop_data() {
-        QTest::addColumn<int>("mode");
-        QTest::addColumn<bool>("lastAccepts");
-        QTest::addColumn<int>("source");
-        QTest::addColumn<int>("target"); // -1: empty space below the rows
-        QTest::addColumn<QStringList>("expected");
-        QTest::addColumn<QVariantList>("reported"); // source and target rows of the one signal
-        const int swap = DragableRowsTable::SwapRows, move = DragableRowsTable::MoveRows;
-        QTest::newRow("swap down keeps row 2")
-            << swap << true << 1 << 3 << tags({0, 3, 2, 1, 4}) << QVariantList{1, 3};
-        QTest::newRow("swap neighbours up")
-            << swap << true << 2 << 1 << tags({0, 2, 1, 3, 4}) << QVariantList{2, 1};
-        QTest::newRow("swap first with last")
-            << swap << true << 0 << 4 << tags({4, 1, 2, 3, 0}) << QVariantList{0, 4};
-        QTest::newRow("swap onto itself, still told")
-            << swap << true << 2 << 2 << tags({0, 1, 2, 3, 4}) << QVariantList{2, 2};
-        QTest::newRow("swap, last row refuses")
-            << swap << false << 1 << 4 << tags({0, 3, 2, 1, 4}) << QVariantList{1, 3};
-        QTest::newRow("swap below the rows")
-            << swap << true << 1 << -1 << tags({0, 3, 2, 1, 4}) << QVariantList{1, 3};
-        QTest::newRow("move down shifts up")
-            << move << true << 1 << 3 << tags({0, 2, 3, 1, 4}) << QVariantList{1, 3};
-        QTest::newRow("move up shifts down")
-            << move << true << 3 << 1 << tags({0, 3, 1, 2, 4}) << QVariantList{3, 1};
-        QTest::newRow("move onto the last row goes below it")
-            << move << true << 0 << 4 << tags({1, 2, 3, 4, 0}) << QVariantList{0, 4};
-        QTest::newRow("move below the rows")
-            << move << true << 1 << -1 << tags({0, 2, 3, 1, 4}) << QVariantList{1, 3};
-        QTest::newRow("the last row is not dragged")
-            << swap << true << 4 << 0 << tags({0, 1, 2, 3, 4}) << QVariantList{};
-        QTest::newRow("nor moved") << move << true << 4 << 0 << tags({0, 1, 2, 3, 4}) << QVariantList{};
+        Row::Column();
+        QTest::newRow("swap down keeps row 2") << "swap yes | 1 3 | r0 r3 r2 r1 r4 | 1 3";
+        QTest::newRow("swap neighbours up") << "swap yes | 2 1 | r0 r2 r1 r3 r4 | 2 1";
+        QTest::newRow("swap first with last") << "swap yes | 0 4 | r4 r1 r2 r3 r0 | 0 4";
+        QTest::newRow("swap onto itself, still told") << "swap yes | 2 2 | r0 r1 r2 r3 r4 | 2 2";
+        QTest::newRow("swap, last row refuses") << "swap no | 1 4 | r0 r3 r2 r1 r4 | 1 3";
+        QTest::newRow("swap below the rows") << "swap yes | 1 -1 | r0 r3 r2 r1 r4 | 1 3";
+        QTest::newRow("move down shifts up") << "move yes | 1 3 | r0 r2 r3 r1 r4 | 1 3";
+        QTest::newRow("move up shifts down") << "move yes | 3 1 | r0 r3 r1 r2 r4 | 3 1";
+        QTest::newRow("move onto the last row goes below it") << "move yes | 0 4 | r1 r2 r3 r4 r0 | 0 4";
+        QTest::newRow("move below the rows") << "move yes | 1 -1 | r0 r2 r3 r1 r4 | 1 3";
+        QTest::newRow("the last row is not dragged") << "swap yes | 4 0 | r0 r1 r2 r3 r4 | none";
+        QTest::newRow("nor moved") << "move yes | 4 0 | r0 r1 r2 r3 r4 | none";
     }
     void drop() {
-        QFETCH(int, mode);
-        QFETCH(bool, lastAccepts);
-        QFETCH(int, source);
-        QFETCH(int, target);
-        QFETCH(QStringList, expected);
-        QFETCH(QVariantList, reported);
+        const QStringList f = Row::Fields();
+        const int source = f[1].section(' ', 0, 0).toInt(), target = f[1].section(' ', 1).toInt();
         fill(5);
-        m_table->SetDragMode(mode);
-        m_table->SetLastRowAcceptDrops(lastAccepts);
-        QSignalSpy swapped(m_table, &DragableRowsTable::lineSwapped);
-        QSignalSpy moved(m_table, &DragableRowsTable::lindMoveTo);
+        m_table->SetDragMode(f[0].startsWith("swap") ? DragableRowsTable::SwapRows
+                                                     : DragableRowsTable::MoveRows);
+        m_table->SetLastRowAcceptDrops(f[0].endsWith("yes"));
+        QStringList reported;
+        connect(m_table, &DragableRowsTable::lineSwapped, this,
+                [&](int a, int b) { reported << QString("swap %1 %2").arg(a).arg(b); });
+        connect(m_table, &DragableRowsTable::lindMoveTo, this,
+                [&](int a, int b) { reported << QString("move %1 %2").arg(a).arg(b); });
         QTest::mouseClick(m_table->viewport(), Qt::LeftButton, Qt::NoModifier, cellCenter(source));
         const QRect last = m_table->visualRect(m_table->model()->index(4, 2));
         dropAt(target < 0 ? QPoint(last.center().x(), last.bottom() + 40) : cellCenter(target, 2));
-        QCOMPARE(rowTags(), expected);
-        QSignalSpy& fired = mode == DragableRowsTable::SwapRows ? swapped : moved;
-        QCOMPARE(swapped.count() + moved.count(), reported.isEmpty() ? 0 : 1);
-        if (!reported.isEmpty())
-            QCOMPARE(fired.at(0), reported);
+        QCOMPARE(rowTags().join(' '), f[2]);
+        QCOMPARE(reported.join(','), f[3] == "none" ? QString() : f[0].left(4) + " " + f[3]);
     }
 
     // The same widget objects sit in their new cells; the view must not have deleted or recreated them.
@@ -245,28 +228,22 @@ private slots:
     }
 
     // The value cell: idle (plain) until clicked or focused, then framed blue until Return writes.
+    // steps | idle afterwards | EditDone texts, "|" for the base class's returnPressed
     void valueEdit_data() {
-        QTest::addColumn<QStringList>("steps");
-        QTest::addColumn<bool>("idle");
-        QTest::addColumn<QStringList>("written"); // EditDone texts, "|" for the base class's returnPressed
-        QTest::newRow("click") << QStringList{"click"} << false << QStringList{};
-        QTest::newRow("focus in") << QStringList{"focus in"} << false << QStringList{};
-        QTest::newRow("click, leave") << QStringList{"click", "type", "focus out"} << true << QStringList{};
-        QTest::newRow("click, type, Return")
-            << QStringList{"click", "type", "return"} << true << QStringList{"7", "|"};
-        QTest::newRow("keypad Enter") << QStringList{"click", "type", "enter"} << false << QStringList{"|"};
-        QTest::newRow("Escape") << QStringList{"click", "type", "escape"} << false << QStringList{};
-        QTest::newRow("Return, keep typing")
-            << QStringList{"click", "return", "type"} << true << QStringList{"", "|"};
-        QTest::newRow("Return, click again")
-            << QStringList{"click", "return", "click"} << false << QStringList{"", "|"};
-        QTest::newRow("focus in, Return twice")
-            << QStringList{"focus in", "return", "return"} << true << QStringList{"", "|", "", "|"};
+        Row::Column();
+        QTest::newRow("click") << "click | 0 | ";
+        QTest::newRow("focus in") << "focus-in | 0 | ";
+        QTest::newRow("click, leave") << "click type focus-out | 1 | ";
+        QTest::newRow("click, type, Return") << "click type return | 1 | 7,|";
+        QTest::newRow("keypad Enter") << "click type enter | 0 | |";
+        QTest::newRow("Escape") << "click type escape | 0 | ";
+        QTest::newRow("Return, keep typing") << "click return type | 1 | ,|";
+        QTest::newRow("Return, click again") << "click return click | 0 | ,|";
+        QTest::newRow("focus in, Return twice") << "focus-in return return | 1 | ,|,,|";
     }
     void valueEdit() {
-        QFETCH(QStringList, steps);
-        QFETCH(bool, idle);
-        QFETCH(QStringList, written);
+        const QStringList f = Row::Fields();
+        const bool idle = f[1] == "1";
         QStringList seen;
         connect(m_edit, &ValueLineEdit::EditDone, this, [&seen, this](ValueLineEdit* edit, QString value) {
             QCOMPARE(edit, m_edit);
@@ -275,12 +252,12 @@ private slots:
         // The owner sees the typed text before the line edit's own Return handling runs.
         connect(m_edit, &QLineEdit::returnPressed, this, [&seen] { seen << "|"; });
         QSignalSpy finished(m_edit, &QLineEdit::editingFinished);
-        for (const QString& step : steps) {
+        for (const QString& step : f[0].split(' ')) {
             if (step == "click")
                 QTest::mouseClick(m_edit, Qt::LeftButton, Qt::NoModifier, QPoint(m_edit->width() - 3, 5));
-            else if (step == "focus in")
+            else if (step == "focus-in")
                 m_edit->setFocus(Qt::TabFocusReason);
-            else if (step == "focus out")
+            else if (step == "focus-out")
                 m_other->setFocus(Qt::MouseFocusReason);
             else if (step == "type")
                 QTest::keyClicks(m_edit, "7");
@@ -293,8 +270,8 @@ private slots:
         }
         QCOMPARE(m_edit->IsIdle(), idle);
         QCOMPARE(m_edit->styleSheet(), idle ? kIdle : kEditing);
-        QCOMPARE(seen, written);
-        QCOMPARE(finished.count(), written.count("|")); // leaving the cell finishes nothing
+        QCOMPARE(seen.join(','), f[2].trimmed());
+        QCOMPARE(finished.count(), seen.count("|")); // leaving the cell finishes nothing
     }
 
     void dockCloses_data() {
