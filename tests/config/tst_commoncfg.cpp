@@ -1,6 +1,7 @@
 // The configuration store: choice lookups and their bad indices, failure texts, the log path and
 // the time base.
 #include "CommonCfg.h"
+#include "Row.h"
 #include "TimeBase.h"
 
 #include <QCoreApplication>
@@ -62,30 +63,27 @@ private slots:
         QCOMPARE(actual, expected);
     }
 
+    // list, index | accepted | speed or frame rate afterwards (2000 and 25 before)
     void setIndex_data() {
-        QTest::addColumn<bool>("rate"); // the speed list, else the frame-rate list
-        QTest::addColumn<int>("index");
-        QTest::addColumn<bool>("accepted");
-        QTest::addColumn<int>("value"); // the speed or frame rate afterwards; 2000 / 25 before
-        QTest::newRow("last speed") << true << 11 << true << 10000;
-        QTest::newRow("speed past the end") << true << 12 << false << 2000;
-        QTest::newRow("negative speed") << true << -1 << false << 2000;
-        QTest::newRow("last frame rate") << false << 10 << true << 60;
-        QTest::newRow("frame rate past the end") << false << 11 << false << 25;
-        QTest::newRow("negative frame rate") << false << -1 << false << 25;
+        Row::Column();
+        QTest::newRow("last speed") << "speed 11 | 1 | 10000";
+        QTest::newRow("speed past the end") << "speed 12 | 0 | 2000";
+        QTest::newRow("negative speed") << "speed -1 | 0 | 2000";
+        QTest::newRow("last frame rate") << "fps 10 | 1 | 60";
+        QTest::newRow("frame rate past the end") << "fps 11 | 0 | 25";
+        QTest::newRow("negative frame rate") << "fps -1 | 0 | 25";
     }
     void setIndex() {
-        QFETCH(bool, rate);
-        QFETCH(int, index);
-        QFETCH(bool, accepted);
-        QFETCH(int, value);
+        const QStringList f = Row::Fields();
+        const bool speed = f[0].startsWith("speed");
+        const int index = f[0].section(' ', 1).toInt();
         CommonCfg::SetConnectRate(2000);
         CommonCfg::SetFps(25);
-        if (rate)
-            QCOMPARE(CommonCfg::SetRateIndex(index), accepted);
+        if (speed)
+            QCOMPARE(CommonCfg::SetRateIndex(index), f[1] == "1");
         else
             CommonCfg::SetFpsIndex(index);
-        QCOMPARE(rate ? CommonCfg::ConnectRate() : CommonCfg::Fps(), value);
+        QCOMPARE(speed ? CommonCfg::ConnectRate() : CommonCfg::Fps(), f[2].toInt());
     }
 
     void errorText_data() {
@@ -115,40 +113,32 @@ private slots:
     }
 
     void logPath_data() {
-        QTest::addColumn<QString>("folder");
-        QTest::addColumn<QString>("path");
-        QTest::newRow("no separator added") << "/opt/tidewatch"
-                                            << "/opt/tidewatchlog.txt";
-        QTest::newRow("folder with a slash") << "/opt/tidewatch/"
-                                             << "/opt/tidewatch/log.txt";
-        QTest::newRow("empty folder") << ""
-                                      << "log.txt";
+        Row::Column();
+        QTest::newRow("no separator added") << "/opt/tidewatch | /opt/tidewatchlog.txt";
+        QTest::newRow("folder with a slash") << "/opt/tidewatch/ | /opt/tidewatch/log.txt";
+        QTest::newRow("empty folder") << " | log.txt";
     }
     void logPath() {
-        QFETCH(QString, folder);
-        QFETCH(QString, path);
-        CommonCfg::InitStartup(folder);
-        QCOMPARE(CommonCfg::LogPath(), path);
+        const QStringList f = Row::Fields();
+        CommonCfg::InitStartup(f[0]);
+        QCOMPARE(CommonCfg::LogPath(), f[1]);
     }
 
+    // zoom index | step in microseconds | label
     void timeBase_data() {
-        QTest::addColumn<int>("zoomIndex");
-        QTest::addColumn<int>("step");
-        QTest::addColumn<QString>("label");
-        QTest::newRow("first") << 0 << 10 << "10us/Div";
-        QTest::newRow("default") << CommonCfg::DefaultZoomIndex() << 20000 << "20ms/Div";
-        QTest::newRow("last") << 22 << 200000000 << "200s/Div";
-        QTest::newRow("past the end") << 23 << 0 << "";
-        QTest::newRow("unknown step of a loaded project") << -1 << 0 << "";
+        Row::Column();
+        QTest::newRow("first") << "0 | 10 | 10us/Div";
+        QTest::newRow("default") << QString::number(CommonCfg::DefaultZoomIndex()) + " | 20000 | 20ms/Div";
+        QTest::newRow("last") << "22 | 200000000 | 200s/Div";
+        QTest::newRow("past the end") << "23 | 0 | ";
+        QTest::newRow("unknown step of a loaded project") << "-1 | 0 | ";
     }
     void timeBase() {
-        QFETCH(int, zoomIndex);
-        QFETCH(int, step);
-        QFETCH(QString, label);
-        CommonCfg::SetZoomIndex(zoomIndex);
-        QCOMPARE(CommonCfg::CurrentStepValue(), step);
-        QCOMPARE(CommonCfg::CurrentStepLabel(), label);
-        QCOMPARE(TimeBase::IndexOfLabel(label), label.isEmpty() ? -1 : zoomIndex);
+        const QStringList f = Row::Fields();
+        CommonCfg::SetZoomIndex(f[0].toInt());
+        QCOMPARE(CommonCfg::CurrentStepValue(), f[1].toInt());
+        QCOMPARE(CommonCfg::CurrentStepLabel(), f[2]);
+        QCOMPARE(TimeBase::IndexOfLabel(f[2]), f[2].isEmpty() ? -1 : f[0].toInt());
     }
 };
 

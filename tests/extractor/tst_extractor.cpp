@@ -339,6 +339,10 @@ private slots:
         const QJsonObject entry = top[0].toObject().value("dataList").toArray().at(0).toObject();
         QCOMPARE(entry.value("name").toString(), QString::fromUtf8(name + suffix));
         QCOMPARE(entry.value("address").toString(), QString("ffffffff80000004"));
+        QByteArray literal;
+        AppendJsonString(&literal, name, suffix);
+        QCOMPARE(QJsonDocument::fromJson("[" + literal + "]").array().at(0).toString(),
+                 QString::fromUtf8(name + suffix));
     }
 
     void writeIntoMissingFolderFails() {
@@ -347,6 +351,7 @@ private slots:
         QCOMPARE(WriteElfJson(path, {}, &error), -1);
         QVERIFY2(error.contains("cannot write"), qPrintable(error));
         QVERIFY(!QFileInfo::exists(path));
+        QCOMPARE(RemoveStaleOutput(path, &error), 0);
     }
 };
 

@@ -85,12 +85,17 @@ private slots:
         QTest::newRow("queries")
             << " | qSupported:vContSupported => ~PacketSize= ; qAttached => 1 ; ? => S05 ; Hg0 => OK ; "
                "p20 => 00000080 ; P20=04000003 => OK ; p20 => 04000003 ; p44 => E01 ; "
-               "vMustReplyEmpty => ; qSeggerHSS:Supported => OK ; qSeggerHSS:Stop => OK";
-        QTest::newRow("target description") << " | qXfer:features:read:target.xml:0,40 => ~m<?xml ; "
-                                               "qXfer:features:read:target.xml:40,4000 => ~riscv:rv32 ; "
-                                               "qXfer:features:read:other.xml:0,100 => E00";
-        QTest::newRow("monitor") << " | qRcmd,68616c74 => ~6b656570732072756e6e696e67 ; packet => OK ; "
-                                    "qRcmd,687373 => ~6e6f2073616d706c696e67 ; packet => OK";
+               "vMustReplyEmpty => ; qSeggerHSS:Supported => OK ; qSeggerHSS:Stop => OK ; g => ~04000003 ; "
+               "s => S05 ; qSymbol:: => OK";
+        QTest::newRow("target description")
+            << " | qXfer:features:read:target.xml:0,40 => ~m<?xml ; "
+               "qXfer:features:read:target.xml:40,4000 => ~riscv:rv32 ; "
+               "qXfer:features:read:other.xml:0,100 => E00 ; qXfer:features:read:target.xml:ffff,10 => l ; "
+               "qXfer:features:read:target.xml:zz => E01";
+        QTest::newRow("monitor")
+            << " | qRcmd,68616c74 => ~6b656570732072756e6e696e67 ; packet => OK ; "
+               "qRcmd,687373 => ~6e6f2073616d706c696e67 ; packet => OK ; qRcmd,7a7a => ~756e6b6e6f776e ; "
+               "packet => OK ; qRcmd,zz => E01";
         QTest::newRow("bad checksum refused") << " | raw:$m80000100,4#00 => - ; m80000100,4 => 78563412";
         QTest::newRow("nack makes a resend") << " | frame:m80000100,2 => +$7856#da ; raw:- => $7856#da";
         QTest::newRow("noise ignored") << " | raw:\r\n++garbage => ; m80000104,1 => a5";
@@ -111,7 +116,8 @@ private slots:
                "qSeggerHSS:Stop => ; m80000104,1 => a5";
         QTest::newRow("empty-reads")
             << "empty-reads | start => OK ; qSeggerHSS:Read:00002710 => OK,00000000 ; "
-               "qSeggerHSS:Read:00002710 => OK,00000000";
+               "qSeggerHSS:Read:00002710 => OK,00000000 ; qRcmd,687373 => ~73616d706c696e67206576657279 ; "
+               "packet => OK";
         QTest::newRow("close-after-reads, per connection")
             << "close-after-reads=2 | start => OK ; hssread ; hssread ; m80000104,1 => a5 ; "
                "frame:qSeggerHSS:Read:00002710 => closed ; reconnect ; start => OK ; "
