@@ -244,62 +244,47 @@ private slots:
         QCOMPARE(FrameRate::PendingFrames(), f[2].toLongLong());
         QVERIFY(label.text().isEmpty() || label.size() == label.sizeHint());
     }
-    void scalingLookup_data() {
-        QTest::addColumn<uint>("address");
-        QTest::addColumn<int>("index");
-        QTest::newRow("first variable") << 0x20000000u << 0;
-        QTest::newRow("middle variable") << 0x20000010u << 1;
-        QTest::newRow("duplicate address: the last one") << 0x20000020u << 3;
-        QTest::newRow("unknown address falls back to variable 0") << 0x30000000u << 0;
+    // call, address | run flag, started | variable that takes offset -7 and scale 0.25 (-1: none)
+    void scaling_data() {
+        Row::Column();
+        QTest::newRow("first variable") << "now 20000000 | 0 1 | 0";
+        QTest::newRow("middle variable") << "now 20000010 | 0 1 | 1";
+        QTest::newRow("duplicate address: the last one") << "now 20000020 | 0 1 | 3";
+        QTest::newRow("unknown address falls back to variable 0") << "now 30000000 | 0 1 | 0";
+        QTest::newRow("stopped after a run: stored and redrawn") << "last 20000010 | 1 1 | 1";
+        QTest::newRow("sampling: nothing stored") << "last 20000010 | 0 1 | -1";
+        QTest::newRow("never started: nothing stored") << "last 20000010 | 1 0 | -1";
     }
-    void scalingLookup() {
-        QFETCH(uint, address);
-        QFETCH(int, index);
+    void scaling() {
+        const QStringList f = Row::Fields(), call = f[0].split(' '), state = f[1].split(' ');
+        FrameQueue& queue = FrameQueue::instance(); // three frames of four int variables from the last run
+        queue.init();
+        for (int i = 0; i < 3; ++i) {
+            SampleFrame frame{};
+            frame.time = 10 * i;
+            frame.count = 4;
+            for (int v = 0; v < 4; ++v)
+                frame.typeCode[v] = 1, frame.value[v] = 4 + i;
+            queue.push(frame);
+        }
         const int32_t addresses[] = {0x20000000, 0x20000010, 0x20000020, 0x20000020};
         for (int i = 0; i < 4; ++i)
             watch(i, 1, 1.0f, 0.0f, addresses[i]);
+        CommonCfg::SetRunFlag(state[0].toInt());
         DataSource source;
-        source.SetYResolutionAndOffset(address, -7, 0.25);
-        for (int i = 0; i < 4; ++i) {
-            QCOMPARE(watchList().scale[i], i == index ? 0.25f : 1.0f);
-            QCOMPARE(watchList().offset[i], i == index ? -7.0f : 0.0f);
-        }
-    }
-    void lastScalingRedrawsOnlyWhenStopped_data() {
-        QTest::addColumn<int>("runFlag");
-        QTest::addColumn<bool>("started");
-        QTest::addColumn<bool>("applied");
-        QTest::newRow("stopped after a run: stored and redrawn") << 1 << true << true;
-        QTest::newRow("sampling: nothing stored") << 0 << true << false;
-        QTest::newRow("never started: nothing stored") << 1 << false << false;
-    }
-    void lastScalingRedrawsOnlyWhenStopped() {
-        QFETCH(int, runFlag);
-        QFETCH(bool, started);
-        QFETCH(bool, applied);
-        // The queue keeps three frames of one int variable from the last run.
-        FrameQueue& queue = FrameQueue::instance();
-        queue.init();
-        for (int i = 0; i < 3; ++i) {
-            SampleFrame f{};
-            f.time = 10 * i;
-            f.count = 1;
-            f.typeCode[0] = 1;
-            f.value[0] = 4 + i;
-            queue.push(f);
-        }
-        watch(0, 1, 1.0f, 0.0f, 0x20000004);
-        CommonCfg::SetRunFlag(runFlag);
-        DataSource source;
-        QLineSeries series;
-        source.SetSeries({&series});
-        source.SetStopped(!started);
-        source.SetLastDataYResolutionAndOffset(0x20000004, 100, 2.0);
-        QCOMPARE(watchList().scale[0], applied ? 2.0f : 1.0f);
-        QCOMPARE(watchList().offset[0], applied ? 100.0f : 0.0f);
-        QCOMPARE(series.pointsVector(),
-                 (applied ? QVector<QPointF>{QPointF(0, 108), QPointF(10, 110), QPointF(20, 112)}
-                          : QVector<QPointF>{}));
+        QLineSeries series[4];
+        source.SetSeries({&series[0], &series[1], &series[2], &series[3]});
+        source.SetStopped(state[1] == "0");
+        if (call[0] == "now")
+            source.SetYResolutionAndOffset(call[1].toUInt(nullptr, 16), -7, 0.25);
+        else
+            source.SetLastDataYResolutionAndOffset(call[1].toUInt(nullptr, 16), -7, 0.25);
+        for (int i = 0; i < 4; ++i)
+            QCOMPARE(QPointF(watchList().scale[i], watchList().offset[i]),
+                     i == f[2].toInt() ? QPointF(0.25, -7) : QPointF(1, 0));
+        // (4 + i) x 0.25 - 7, truncated toward zero as the variable is an integer.
+        const QVector<QPointF> redrawn{QPointF(0, -6), QPointF(10, -5), QPointF(20, -5)};
+        QCOMPARE(series[1].pointsVector(), call[0] == "last" && f[2] == "1" ? redrawn : QVector<QPointF>());
     }
     void tableRefreshedAfterEachBatch() {
         watch(0, 1, 2.0f, 0.0f, 0x20000100);

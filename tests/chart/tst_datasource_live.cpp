@@ -7,6 +7,7 @@
 #include "GdbTransport.h"
 #include "GetData.h"
 #include "HssSession.h"
+#include "Row.h"
 #include "SamplingTestKit.h"
 #include "WatchList.h"
 
@@ -22,44 +23,28 @@ private slots:
     void init() { resetSamplingState(); }
     void cleanup() { endSampling(); }
 
+    // address | type | typed text | packet | "E01" when the server refuses the write
     void writeDataBytes_data() {
-        QTest::addColumn<uint>("address");
-        QTest::addColumn<QString>("type");
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("payload");
-        QTest::addColumn<bool>("refused"); // the server answers "E01"
-        QTest::newRow("int 2.9 sends 2") << 0x20000010u << "int"
-                                         << "2.9"
-                                         << "M20000010,4:02000000" << false;
-        QTest::newRow("float 3 is integer bits") << 0x20000010u << "float"
-                                                 << "3"
-                                                 << "M20000010,4:03000000" << false;
-        QTest::newRow("short -1 writes four bytes") << 0x2000000au << "short"
-                                                    << "-1"
-                                                    << "M2000000a,4:ffffffff" << false;
-        QTest::newRow("Float is not float") << 0x20000000u << "Float"
-                                            << "1.5"
-                                            << "M20000000,4:01000000" << false;
-        QTest::newRow("error reply") << 0x20000000u << "int"
-                                     << "1"
-                                     << "M20000000,4:01000000" << true;
+        Row::Column();
+        QTest::newRow("int 2.9 sends 2") << "20000010 | int | 2.9 | M20000010,4:02000000 | ";
+        QTest::newRow("float 3 is integer bits") << "20000010 | float | 3 | M20000010,4:03000000 | ";
+        QTest::newRow("short -1 writes four bytes") << "2000000a | short | -1 | M2000000a,4:ffffffff | ";
+        QTest::newRow("Float is not float") << "20000000 | Float | 1.5 | M20000000,4:01000000 | ";
+        QTest::newRow("error reply") << "20000000 | int | 1 | M20000000,4:01000000 | E01";
     }
     void writeDataBytes() {
-        QFETCH(uint, address);
-        QFETCH(QString, type);
-        QFETCH(QString, text);
-        QFETCH(QString, payload);
-        QFETCH(bool, refused);
+        const QStringList f = Row::Fields();
+        const bool refused = f[4] == "E01";
         FakeGdbServer server;
         if (refused)
             server.setHandler(FakeGdbServer::answering("M", "E01"));
         QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
         const std::string before = server.rawReceived();
         DataSource source;
-        QCOMPARE(source.WriteData(address, type, text) != 0, refused);
+        QCOMPARE(source.WriteData(f[0].toUInt(nullptr, 16), f[1], f[2]) != 0, refused);
         // Exactly one framed packet on the wire, then the acknowledgement of the reply.
         const QString expected =
-            QString::fromStdString(before + FakeGdbServer::frame(payload.toStdString()) + "+");
+            QString::fromStdString(before + FakeGdbServer::frame(f[3].toStdString()) + "+");
         QTRY_COMPARE_WITH_TIMEOUT(QString::fromStdString(server.rawReceived()), expected, 5000);
     }
     void batchesReachTheCurves() {

@@ -4,6 +4,7 @@
 #include "DataSource.h"
 #include "FakeGdbServer.h"
 #include "GdbTransport.h"
+#include "Row.h"
 #include "TableFixture.h"
 #include "ValueLineEdit.h"
 #include "WatchList.h"
@@ -25,41 +26,19 @@ private slots:
         VarParser::ResetForTests();
     }
 
+    // type | typed | how the edit ends | packet on the wire (none when nothing is written)
     void typedValue_data() {
-        QTest::addColumn<QString>("type");
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<QString>("finish"); // "return", "focus out", "enter"
-        QTest::addColumn<QString>("packet"); // empty: nothing written
-        QTest::newRow("int") << "int"
-                             << "1234"
-                             << "return"
-                             << "M20000040,4:d2040000";
-        QTest::newRow("int negative") << "int"
-                                      << "-2"
-                                      << "return"
-                                      << "M20000040,4:feffffff";
-        QTest::newRow("float takes the integer") << "float"
-                                                 << "3"
-                                                 << "return"
-                                                 << "M20000040,4:03000000";
-        QTest::newRow("unsigned char") << "unsigned char"
-                                       << "200"
-                                       << "return"
-                                       << "M20000040,4:c8000000";
-        QTest::newRow("focus lost") << "int"
-                                    << "5"
-                                    << "focus out"
-                                    << "";
-        QTest::newRow("keypad Enter") << "int"
-                                      << "5"
-                                      << "enter"
-                                      << "";
+        Row::Column();
+        QTest::newRow("int") << "int | 1234 | return | M20000040,4:d2040000";
+        QTest::newRow("int negative") << "int | -2 | return | M20000040,4:feffffff";
+        QTest::newRow("float takes the integer") << "float | 3 | return | M20000040,4:03000000";
+        QTest::newRow("unsigned char") << "unsigned char | 200 | return | M20000040,4:c8000000";
+        QTest::newRow("focus lost") << "int | 5 | focus out | ";
+        QTest::newRow("keypad Enter") << "int | 5 | enter | ";
     }
     void typedValue() {
-        QFETCH(QString, type);
-        QFETCH(QString, typed);
-        QFETCH(QString, finish);
-        QFETCH(QString, packet);
+        const QStringList f = Row::Fields();
+        const QString type = f[0], typed = f[1], finish = f[2], packet = f[3];
         QVERIFY(LoadCatalogue({{"a.c", {{"other", "20000010", "int"}, {"target", "0x20000040", type}}}}));
         VarTableWidget table;
         SelectByName(table, {"other", "target"});
