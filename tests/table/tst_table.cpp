@@ -161,23 +161,17 @@ private slots:
         QTRY_COMPARE(first->geometry(), m_table->visualRect(m_table->model()->index(2, 1)));
     }
 
+    // row right-clicked (-1: below the rows) | menu entry chosen | signal and row it gives
     void rowMenu_data() {
-        QTest::addColumn<int>("row"); // clicked row, -1: below the rows
-        QTest::addColumn<QString>("action");
-        QTest::addColumn<QString>("fired"); // "signal row", empty when the menu does not open
-        QTest::newRow("delete") << 2 << "Delete"
-                                << "removeLine 2";
-        QTest::newRow("insert above") << 2 << "Insert a line above"
-                                      << "insertLine 2";
-        QTest::newRow("insert below") << 2 << "Insert a row below"
-                                      << "insertLine 3";
-        QTest::newRow("outside the cells") << -1 << ""
-                                           << "";
+        Row::Column();
+        QTest::newRow("delete") << "2 | Delete | removeLine 2";
+        QTest::newRow("insert above") << "2 | Insert a line above | insertLine 2";
+        QTest::newRow("insert below") << "2 | Insert a row below | insertLine 3";
+        QTest::newRow("outside the cells") << "-1 |  | ";
     }
     void rowMenu() {
-        QFETCH(int, row);
-        QFETCH(QString, action);
-        QFETCH(QString, fired);
+        const QStringList f = Row::Fields();
+        const int row = f[0].toInt();
         fill(4);
         rightClickAt(cellCenter(0));
         QCOMPARE(m_table->RowMenu(), nullptr); // no menu installed: nothing happens
@@ -199,21 +193,21 @@ private slots:
         QCOMPARE(m_table->MenuRow(), row);
         QTRY_COMPARE(menu->isVisible(), row >= 0);
         if (row >= 0)
-            menu->actions().at(texts.indexOf(action))->trigger();
+            menu->actions().at(texts.indexOf(f[1]))->trigger();
         menu->hide();
-        QCOMPARE(seen.join(","), fired);
+        QCOMPARE(seen.join(","), f[2]);
         QCOMPARE(m_table->rowCount(), 4); // the table leaves the row change to its owner
     }
 
     void headerClickSorts_data() {
-        QTest::addColumn<int>("column");
-        QTest::addColumn<bool>("indicator");
-        QTest::newRow("sortable column") << 0 << true;
-        QTest::newRow("other column sorts too") << 2 << false;
+        Row::Column(); // column clicked | sort indicator shown afterwards
+        QTest::newRow("sortable column") << "0 | 1";
+        QTest::newRow("other column sorts too") << "2 | 0";
     }
     void headerClickSorts() {
-        QFETCH(int, column);
-        QFETCH(bool, indicator);
+        const QStringList f = Row::Fields();
+        const int column = f[0].toInt();
+        const bool indicator = f[1] == "1";
         fill(4);
         m_table->SwapRow(0, 3);
         m_table->SwapRow(1, 2);
