@@ -1,11 +1,19 @@
 #include "FrameRate.h"
 
-#include <QElapsedTimer>
+#include <chrono>
 
 namespace {
 
 qint64 s_frames = 0;
-QElapsedTimer s_clock;
+qint64 s_startMs = -1; // clock reading when the count began; -1 before the first frame
+std::function<qint64()> s_now;
+
+qint64 NowMs() {
+    if (s_now)
+        return s_now();
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+}
 
 } // namespace
 
@@ -13,14 +21,15 @@ namespace FrameRate {
 
 bool CountFrame(bool show, qint64& rate) {
     ++s_frames;
-    if (!s_clock.isValid())
-        s_clock.start();
-    const qint64 elapsed = s_clock.elapsed();
+    const qint64 now = NowMs();
+    if (s_startMs < 0)
+        s_startMs = now;
+    const qint64 elapsed = now - s_startMs;
     if (elapsed < 1000 || !show)
         return false;
     rate = Rate(s_frames, elapsed);
     s_frames = 0;
-    s_clock.restart();
+    s_startMs = now;
     return true;
 }
 
@@ -38,7 +47,12 @@ qint64 PendingFrames() {
 
 void ResetForTests() {
     s_frames = 0;
-    s_clock.invalidate();
+    s_startMs = -1;
+}
+
+void SetClockForTests(std::function<qint64()> nowMs) {
+    s_now = std::move(nowMs);
+    s_startMs = -1;
 }
 
 } // namespace FrameRate

@@ -2,6 +2,7 @@
 
 #include <QString>
 #include <QtGlobal>
+#include <functional>
 
 // The process-wide frame-rate meter behind the "FPS: %0" label: a counter of drawn batches and a
 // clock started on first use.
@@ -20,5 +21,8 @@ qint64 PendingFrames();
 
 // Clears the counter and stops the clock (for tests).
 void ResetForTests();
+// Reads the time in milliseconds from `nowMs` instead of the steady clock; an empty function puts
+// the steady clock back (for tests).
+void SetClockForTests(std::function<qint64()> nowMs);
 
 } // namespace FrameRate

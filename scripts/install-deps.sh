@@ -13,6 +13,7 @@ PACKAGES=(
   xvfb xauth x11-utils imagemagick
   clang-format
   clang-14 libclang-rt-14-dev
+  gcovr
 )
 
 missing=()

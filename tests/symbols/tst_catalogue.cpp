@@ -1,4 +1,5 @@
-// The symbol catalogue: reading elf.json, the new/changed/unchanged rule, and the extractor run.
+// The symbol catalogue: reading elf.json, the new/changed/unchanged rule, bad files, and the
+// extractor run on a real program.
 #include "ErrorBox.h"
 #include "SymbolLoader.h"
 #include "VarParser.h"
@@ -10,274 +11,141 @@
 
 namespace {
 
-QString writeJson(const QTemporaryDir& dir, const QString& name, const QByteArray& text) {
-    const QString path = dir.filePath(name);
-    QFile f(path);
-    f.open(QIODevice::WriteOnly);
-    f.write(text);
-    return path;
-}
-
 const QByteArray kTwoVars = R"([{"name":"main.c","dataList":[
   {"name":"counter","address":"20000000","scope":"global","size":4,"type":"unsigned int","key":1},
   {"name":"wave","address":"0x20000004","scope":"static","size":4,"type":"float","key":2}]}])";
 
-struct Signals {
-    explicit Signals(VarParser& p)
-        : created(&p, &VarParser::VarListCreate), changed(&p, &VarParser::VarListChanged),
-          unchanged(&p, &VarParser::VarListWithoutChange) {}
-    QString which() const {
-        return QString("%1%2%3").arg(created.count()).arg(changed.count()).arg(unchanged.count());
-    }
-    QSignalSpy created, changed, unchanged;
-};
+QByteArray edited(const char* from, const char* to) {
+    return QByteArray(kTwoVars).replace(from, to);
+}
 
 } // namespace
 
 class CatalogueTest : public QObject {
     Q_OBJECT
+    QTemporaryDir m_dir;
+    QStringList m_shown; // texts of the error boxes
+
+    QString write(const QString& name, const QByteArray& text) {
+        QFile f(m_dir.filePath(name));
+        f.open(QIODevice::WriteOnly);
+        f.write(text);
+        return f.fileName();
+    }
+
 private slots:
-    void init() { VarParser::ResetForTests(); }
+    void init() {
+        VarParser::ResetForTests();
+        m_shown.clear();
+        SetErrorBoxStandIn([this](const QString& text) {
+            m_shown << text;
+            return true;
+        });
+    }
     void cleanup() {
         VarParser::ResetForTests();
         SetErrorBoxStandIn({});
     }
 
-    void readsRecordsAndGroups();
-    void secondReadComparesByNameAddressType_data();
-    void secondReadComparesByNameAddressType();
-    void unchangedKeepsOldRecordsAndTicks();
-    void oddShapes_data();
-    void oddShapes();
-    void topLevelObjectIsEmptyCatalogue();
-    void brokenFilesEmitNothing_data();
-    void brokenFilesEmitNothing();
-    void missingElfJsonShowsBox();
-    void loadNeedsRegisteredParser();
-    void extractorRunsOnRealElf();
+    // A first read, then a second one: which signal the second gives, and what the catalogue holds.
+    void secondRead_data() {
+        QTest::addColumn<QByteArray>("first");
+        QTest::addColumn<QByteArray>("second"); // "missing": no such file
+        QTest::addColumn<QString>("signal");    // created, changed, unchanged counts of the second read
+        QTest::addColumn<QString>("held");      // name:address:scope:type:size of each record afterwards
+        const QString two = "counter:20000000:global:unsigned int:4 wave:0x20000004:static:float:4";
+        QTest::newRow("identical") << kTwoVars << kTwoVars << "001" << two;
+        QTest::newRow("scope only: old records kept")
+            << kTwoVars << edited("\"global\"", "\"static\"") << "001" << two;
+        QTest::newRow("size only") << kTwoVars
+                                   << edited("\"size\":4,\"type\":\"unsigned",
+                                             "\"size\":2,\"type\":\"unsigned")
+                                   << "001" << two;
+        QTest::newRow("key and group name")
+            << kTwoVars << edited("main.c", "other.c").replace("\"key\":1", "\"key\":9") << "001" << two;
+        QTest::newRow("type letter case")
+            << kTwoVars << edited("\"float\"", "\"Float\"") << "010"
+            << "counter:20000000:global:unsigned int:4 wave:0x20000004:static:Float:4";
+        QTest::newRow("address spelling")
+            << kTwoVars << edited("0x20000004", "20000004") << "010"
+            << "counter:20000000:global:unsigned int:4 wave:20000004:static:float:4";
+        QTest::newRow("name") << kTwoVars << edited("\"wave\"", "\"wave2\"") << "010"
+                              << "counter:20000000:global:unsigned int:4 wave2:0x20000004:static:float:4";
+        QTest::newRow("one fewer") << kTwoVars
+                                   << QByteArray(R"([{"name":"a.c","dataList":[{"name":"x","size":"4"}]}])")
+                                   << "010"
+                                   << "x::::0"; // a size given as text reads as 0
+        QTest::newRow("object on top: empty") << kTwoVars << QByteArray(R"({"name":"main.c"})") << "010"
+                                              << "";
+        QTest::newRow("empty twice") << QByteArray("[]") << QByteArray(R"({"name":"main.c"})") << "001"
+                                     << "";
+        QTest::newRow("odd shapes skipped")
+            << QByteArray("[]")
+            << QByteArray(R"([1,{"name":"e.c"},{"name":"a.c","dataList":[2,{"name":"y","size":8},null]}])")
+            << "010"
+            << "y::::8";
+        QTest::newRow("syntax error") << kTwoVars << QByteArray("[{\"name\": ") << "000" << two;
+        QTest::newRow("missing file") << kTwoVars << QByteArray("missing") << "000" << two;
+    }
+    void secondRead() {
+        QFETCH(QByteArray, first);
+        QFETCH(QByteArray, second);
+        QFETCH(QString, signal);
+        QFETCH(QString, held);
+        VarParser parser;
+        parser.Parse(write("first.json", first));
+        VarParser::VarDes* before = VarParser::VarList().value(0);
+        QSignalSpy created(&parser, &VarParser::VarListCreate), changed(&parser, &VarParser::VarListChanged),
+            unchanged(&parser, &VarParser::VarListWithoutChange);
+        parser.Parse(second == "missing" ? m_dir.filePath("none.json") : write("second.json", second));
+        QCOMPARE(QString("%1%2%3").arg(created.count()).arg(changed.count()).arg(unchanged.count()), signal);
+        QStringList records;
+        for (const VarParser::VarDes* v : VarParser::VarList())
+            records << QString("%1:%2:%3:%4:%5").arg(v->name, v->address, v->scope, v->type).arg(v->size);
+        QCOMPARE(records.join(' '), held);
+        // Unchanged keeps the very records handed out; a change replaces them, the old ones stay readable.
+        if (before != nullptr)
+            QCOMPARE(VarParser::VarList().value(0) == before, signal != "010");
+        int grouped = 0;
+        for (const VarParser::VarGroup* g : VarParser::GroupList())
+            grouped += g->vars.size();
+        QCOMPARE(grouped, records.size());
+    }
+
+    void missingElfJsonShowsBox() {
+        const QString old = QDir::currentPath();
+        QDir::setCurrent(m_dir.path());
+        QCOMPARE(LoadSymbolFile(), false); // no parser registered
+        VarParser parser;
+        VarParser::SetInstance(&parser);
+        QCOMPARE(LoadSymbolFile(), false);
+        QDir::setCurrent(old);
+        QCOMPARE(m_shown, (QStringList{"file not found!!", "file not found!!"}));
+    }
+
+    void extractorRunsOnRealElf() {
+        write("fw.c", "volatile int speed = 3;\nstatic float gain = 1.5f;\nint main(void) { return speed + "
+                      "(int)gain; }\n");
+        QProcess gcc;
+        gcc.start("gcc", {"-g", "-O0", "-o", m_dir.filePath("fw.elf"), m_dir.filePath("fw.c")});
+        QVERIFY(gcc.waitForFinished(60000));
+        QCOMPARE(gcc.exitCode(), 0);
+        const QString old = QDir::currentPath();
+        QDir::setCurrent(m_dir.path());
+        VarParser parser;
+        VarParser::SetInstance(&parser);
+        QSignalSpy created(&parser, &VarParser::VarListCreate);
+        const bool loaded = RunExtractorAndLoad(m_dir.filePath("fw.elf"));
+        QDir::setCurrent(old);
+        QVERIFY2(loaded, qPrintable(m_shown.join(", ")));
+        QCOMPARE(created.count(), 1);
+        QStringList names;
+        for (const VarParser::VarDes* v : VarParser::VarList())
+            names << v->name + ":" + v->type + ":" + v->scope;
+        QVERIFY2(names.contains("speed:int:global") && names.contains("gain:float:static"),
+                 qPrintable(names.join(" ")));
+    }
 };
-
-void CatalogueTest::readsRecordsAndGroups() {
-    QTemporaryDir dir;
-    VarParser parser;
-    Signals s(parser);
-    parser.Parse(writeJson(dir, "elf.json", kTwoVars));
-    QCOMPARE(s.which(), QString("100"));
-    const auto vars = VarParser::VarList();
-    QCOMPARE(vars.size(), 2);
-    QCOMPARE(vars[0]->name, QString("counter"));
-    QCOMPARE(vars[1]->address, QString("0x20000004"));
-    QCOMPARE(vars[1]->scope, QString("static"));
-    QCOMPARE(vars[1]->type, QString("float"));
-    QCOMPARE(vars[1]->size, 4);
-    QCOMPARE(vars[1]->key, 2);
-    QCOMPARE(vars[0]->selected, false);
-    QCOMPARE(vars[0]->flag, false);
-    const auto groups = VarParser::GroupList();
-    QCOMPARE(groups.size(), 1);
-    QCOMPARE(groups[0]->name, QString("main.c"));
-    QCOMPARE(groups[0]->vars, vars); // the same records
-}
-
-void CatalogueTest::secondReadComparesByNameAddressType_data() {
-    QTest::addColumn<QByteArray>("second");
-    QTest::addColumn<QString>("signal"); // created, changed, unchanged counts
-    QByteArray scope = kTwoVars;
-    scope.replace("\"global\"", "\"static\"");
-    QByteArray size = kTwoVars;
-    size.replace("\"size\":4,\"type\":\"unsigned int\"", "\"size\":2,\"type\":\"unsigned int\"");
-    QByteArray key = kTwoVars;
-    key.replace("\"key\":1", "\"key\":9");
-    QByteArray groupName = kTwoVars;
-    groupName.replace("main.c", "other.c");
-    QByteArray type = kTwoVars;
-    type.replace("\"float\"", "\"Float\"");
-    QByteArray address = kTwoVars;
-    address.replace("0x20000004", "20000004");
-    QByteArray name = kTwoVars;
-    name.replace("\"wave\"", "\"wave2\"");
-    const QByteArray reordered = R"([{"name":"main.c","dataList":[
-  {"name":"wave","address":"0x20000004","scope":"static","size":4,"type":"float","key":2},
-  {"name":"counter","address":"20000000","scope":"global","size":4,"type":"unsigned int","key":1}]}])";
-    const QByteArray split = R"([{"name":"a.c","dataList":[
-  {"name":"counter","address":"20000000","scope":"global","size":4,"type":"unsigned int","key":1}]},
-  {"name":"b.c","dataList":[
-  {"name":"wave","address":"0x20000004","scope":"static","size":4,"type":"float","key":2}]}])";
-    QTest::newRow("identical") << kTwoVars << "001";
-    QTest::newRow("scope only") << scope << "001";
-    QTest::newRow("size only") << size << "001";
-    QTest::newRow("key only") << key << "001";
-    QTest::newRow("groups only") << split << "001";
-    QTest::newRow("group name only") << groupName << "001";
-    QTest::newRow("type letter case") << type << "010";
-    QTest::newRow("address spelling") << address << "010";
-    QTest::newRow("name") << name << "010";
-    QTest::newRow("order") << reordered << "010";
-    QTest::newRow("one fewer") << QByteArray(R"([{"name":"main.c","dataList":[
-  {"name":"counter","address":"20000000","scope":"global","size":4,"type":"unsigned int","key":1}]}])")
-                               << "010";
-}
-
-void CatalogueTest::secondReadComparesByNameAddressType() {
-    QFETCH(QByteArray, second);
-    QFETCH(QString, signal);
-    QTemporaryDir dir;
-    VarParser parser;
-    parser.Parse(writeJson(dir, "first.json", kTwoVars));
-    Signals s(parser);
-    parser.Parse(writeJson(dir, "second.json", second));
-    QCOMPARE(s.which(), signal);
-}
-
-void CatalogueTest::unchangedKeepsOldRecordsAndTicks() {
-    QTemporaryDir dir;
-    VarParser parser;
-    parser.Parse(writeJson(dir, "a.json", kTwoVars));
-    VarParser::VarDes* first = VarParser::VarList()[0];
-    first->selected = true;
-    QByteArray scope = kTwoVars;
-    scope.replace("\"global\"", "\"static\"");
-    parser.Parse(writeJson(dir, "b.json", scope));
-    QCOMPARE(VarParser::VarList()[0], first);
-    QVERIFY(VarParser::VarList()[0]->selected);
-    QCOMPARE(VarParser::VarList()[0]->scope, QString("global"));
-    // A real change replaces the records, and pointers handed out earlier stay readable.
-    QByteArray renamed = kTwoVars;
-    renamed.replace("\"counter\"", "\"ticks\"");
-    parser.Parse(writeJson(dir, "c.json", renamed));
-    QVERIFY(VarParser::VarList()[0] != first);
-    QCOMPARE(first->name, QString("counter"));
-}
-
-void CatalogueTest::oddShapes_data() {
-    QTest::addColumn<QByteArray>("json");
-    QTest::addColumn<int>("groups");
-    QTest::addColumn<int>("vars");
-    QTest::addColumn<int>("firstSize");
-    QTest::newRow("group without dataList") << QByteArray(R"([{"name":"empty.c"}])") << 1 << 0 << -1;
-    QTest::newRow("variable without size")
-        << QByteArray(R"([{"name":"a.c","dataList":[{"name":"x"}]}])") << 1 << 1 << 0;
-    QTest::newRow("size as text is 0")
-        << QByteArray(R"([{"name":"a.c","dataList":[{"name":"x","size":"4"}]}])") << 1 << 1 << 0;
-    QTest::newRow("non-objects skipped")
-        << QByteArray(R"([1,"x",{"name":"a.c","dataList":[2,{"name":"y","size":8},null]}])") << 1 << 1 << 8;
-    QTest::newRow("negative and oversized sizes left out")
-        << QByteArray(R"([{"name":"a.c","dataList":[{"name":"n","size":-4},{"name":"o","size":4096},)"
-                      R"({"name":"k","size":2}]}])")
-        << 1 << 1 << 2;
-}
-
-void CatalogueTest::oddShapes() {
-    QFETCH(QByteArray, json);
-    QFETCH(int, groups);
-    QFETCH(int, vars);
-    QFETCH(int, firstSize);
-    QTemporaryDir dir;
-    VarParser parser;
-    parser.Parse(writeJson(dir, "elf.json", json));
-    QCOMPARE(VarParser::GroupList().size(), groups);
-    QCOMPARE(VarParser::VarList().size(), vars);
-    if (firstSize >= 0)
-        QCOMPARE(VarParser::VarList()[0]->size, firstSize);
-}
-
-void CatalogueTest::topLevelObjectIsEmptyCatalogue() {
-    QTemporaryDir dir;
-    VarParser parser;
-    Signals s(parser);
-    const QString object = writeJson(dir, "object.json", R"({"name":"main.c"})");
-    parser.Parse(object);
-    QCOMPARE(s.which(), QString("100"));
-    QVERIFY(VarParser::VarList().isEmpty());
-    parser.Parse(object); // empty against empty: no change
-    QCOMPARE(s.which(), QString("101"));
-    parser.Parse(writeJson(dir, "vars.json", kTwoVars));
-    QCOMPARE(s.which(), QString("111"));
-    parser.Parse(object); // empty against a full catalogue: a change
-    QCOMPARE(s.which(), QString("121"));
-}
-
-void CatalogueTest::brokenFilesEmitNothing_data() {
-    QTest::addColumn<QString>("kind");
-    QTest::newRow("syntax error") << "syntax";
-    QTest::newRow("missing file") << "missing";
-}
-
-void CatalogueTest::brokenFilesEmitNothing() {
-    QFETCH(QString, kind);
-    QTemporaryDir dir;
-    VarParser parser;
-    parser.Parse(writeJson(dir, "good.json", kTwoVars));
-    Signals s(parser);
-    const QString path =
-        kind == "syntax" ? writeJson(dir, "bad.json", "[{\"name\": ") : dir.filePath("none.json");
-    parser.Parse(path);
-    QCOMPARE(s.which(), QString("000"));
-    QCOMPARE(VarParser::VarList().size(), 2);
-}
-
-void CatalogueTest::missingElfJsonShowsBox() {
-    QTemporaryDir dir;
-    const QString old = QDir::currentPath();
-    QDir::setCurrent(dir.path());
-    VarParser parser;
-    VarParser::SetInstance(&parser);
-    QStringList shown;
-    SetErrorBoxStandIn([&](const QString& text) {
-        shown << text;
-        return true;
-    });
-    QCOMPARE(LoadSymbolFile(), false);
-    QDir::setCurrent(old);
-    QCOMPARE(shown, QStringList{"file not found!!"});
-}
-
-void CatalogueTest::loadNeedsRegisteredParser() {
-    QTemporaryDir dir;
-    writeJson(dir, "elf.json", kTwoVars);
-    const QString old = QDir::currentPath();
-    QDir::setCurrent(dir.path());
-    QCOMPARE(LoadSymbolFile(), false); // nothing registered
-    VarParser parser;
-    VarParser::SetInstance(&parser);
-    QSignalSpy created(&parser, &VarParser::VarListCreate);
-    QCOMPARE(LoadSymbolFile(), true);
-    QDir::setCurrent(old);
-    QCOMPARE(created.count(), 1);
-}
-
-void CatalogueTest::extractorRunsOnRealElf() {
-    QTemporaryDir dir;
-    QFile source(dir.filePath("fw.c"));
-    source.open(QIODevice::WriteOnly);
-    source.write(
-        "volatile int speed = 3;\nstatic float gain = 1.5f;\nint main(void) { return speed + (int)gain; }\n");
-    source.close();
-    QProcess gcc;
-    gcc.start("gcc", {"-g", "-O0", "-o", dir.filePath("fw.elf"), dir.filePath("fw.c")});
-    QVERIFY(gcc.waitForFinished(60000));
-    QCOMPARE(gcc.exitCode(), 0);
-
-    const QString old = QDir::currentPath();
-    QDir::setCurrent(dir.path());
-    VarParser parser;
-    VarParser::SetInstance(&parser);
-    QSignalSpy created(&parser, &VarParser::VarListCreate);
-    QStringList shown;
-    SetErrorBoxStandIn([&](const QString& text) {
-        shown << text;
-        return true;
-    });
-    const bool loaded = RunExtractorAndLoad(dir.filePath("fw.elf"));
-    QDir::setCurrent(old);
-    QVERIFY2(loaded, qPrintable(shown.join(", ")));
-    QCOMPARE(created.count(), 1);
-    QStringList names;
-    for (const VarParser::VarDes* v : VarParser::VarList())
-        names << v->name + ":" + v->type + ":" + v->scope;
-    QVERIFY2(names.contains("speed:int:global"), qPrintable(names.join(" ")));
-    QVERIFY2(names.contains("gain:float:static"), qPrintable(names.join(" ")));
-}
 
 QTEST_MAIN(CatalogueTest)
 #include "tst_catalogue.moc"
