@@ -127,7 +127,8 @@ void AcquisitionTest::stopStartCycles() {
     QRandomGenerator rng(20261123);
     for (int cycle = 0; cycle < 50; ++cycle) {
         QCOMPARE(startSampling(vars(2)), 0);
-        QTRY_VERIFY_WITH_TIMEOUT(FrameQueue::instance().historySize() > 0, 1000);
+        QTRY_VERIFY2_WITH_TIMEOUT(samplingSessionBegun() && FrameQueue::instance().historySize() > 0,
+                                  qPrintable(QString("no frame in cycle %1").arg(cycle)), 1000);
         // Stop at a random moment: between reads, mid-reply or mid raw data.
         std::this_thread::sleep_for(std::chrono::microseconds(rng.bounded(15000)));
         QElapsedTimer clock;
@@ -208,7 +209,7 @@ void AcquisitionTest::faults() {
     server.setHandler({});
     server.setSamplesPerRead(100);
     QCOMPARE(startSampling(vars(2)), 0);
-    QTRY_VERIFY_WITH_TIMEOUT(FrameQueue::instance().historySize() > 0, 1000);
+    QTRY_VERIFY_WITH_TIMEOUT(samplingSessionBegun() && FrameQueue::instance().historySize() > 0, 1000);
     QCOMPARE(stopSampling(), 0);
 }
 
