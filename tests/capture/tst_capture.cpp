@@ -75,6 +75,8 @@ void CaptureTest::writesExactCsv() {
     FakeGdbServer server;
     server.setSampleSource(realisticSource);
     server.setStamps(0xFFFFFF00u, 0x40); // wraps after four samples
+    server.setSamplesPerRead(700);       // 10500 raw bytes in 333-byte pieces: several receives
+    server.setSplit(333);
     const Run r = capture(QStringList{"--port", portArg(server), "--samples", "300"} + kVars);
     QCOMPARE(r.exitCode, 0);
     const QStringList lines = r.out.split('\n', Qt::SkipEmptyParts);

@@ -1,11 +1,9 @@
-// Writing edited values into target memory: conversion, packet bytes, failures, and writes during sampling.
-#include "Acquisition.h"
+// Writing edited values into target memory: conversion, packet bytes and refused sizes. Writes during
+// sampling are the capture tool's and the fault table's.
 #include "FakeGdbServer.h"
 #include "GdbTransport.h"
-#include "HssSession.h"
 #include "MemoryWrite.h"
 #include "SamplingTestKit.h"
-#include "WatchList.h"
 
 #include <QtTest>
 
@@ -18,7 +16,6 @@ private slots:
     void packetBytes_data();
     void packetBytes();
     void otherSizesRefused();
-    void writeLandsBetweenTwoReads();
 };
 
 void MemoryWriteTest::packetBytes_data() {
@@ -90,36 +87,6 @@ void MemoryWriteTest::otherSizesRefused() {
         QCOMPARE(writeMemory(request), -1);
     }
     QCOMPARE(server.countCommands("M"), 0);
-}
-
-void MemoryWriteTest::writeLandsBetweenTwoReads() {
-    FakeGdbServer server;
-    server.setSamplesPerRead(50);
-    setSamplingTarget("127.0.0.1", server.port());
-    VarParser::VarDes v;
-    v.name = "amplitude";
-    v.address = "20000040";
-    v.type = "int";
-    v.size = 4;
-    QCOMPARE(startSampling({v}), 0);
-    QTRY_VERIFY_WITH_TIMEOUT(server.readsServed() >= 3, 10000);
-    QCOMPARE(writeEditedValue(0x20000040, "int", "1234"), 0);
-    const uint32_t readsAtWrite = server.readsServed();
-    QTRY_VERIFY_WITH_TIMEOUT(server.readsServed() >= readsAtWrite + 3, 10000);
-    QCOMPARE(stopSampling(), 0);
-
-    const auto memory = server.memory();
-    QCOMPARE(int(memory.at(0x20000040)), 0xd2);
-    QCOMPARE(int(memory.at(0x20000041)), 0x04);
-    QCOMPARE(int(memory.at(0x20000043)), 0x00);
-    const auto commands = server.commands();
-    size_t at = 0;
-    while (commands[at][0] != 'M')
-        ++at;
-    QCOMPARE(QString::fromStdString(commands[at]), QString("M20000040,4:d2040000"));
-    QVERIFY(QString::fromStdString(commands[at - 1]).startsWith("qSeggerHSS:Read:"));
-    QVERIFY(QString::fromStdString(commands[at + 1]).startsWith("qSeggerHSS:Read:"));
-    QVERIFY(samplingResult() == 0);
 }
 
 QTEST_GUILESS_MAIN(MemoryWriteTest)
