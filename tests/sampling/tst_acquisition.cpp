@@ -1,4 +1,4 @@
-// Start and stop of a sampling run, the display worker's batches, and stopping against broken servers.
+// Start and stop of a sampling run, stopping against broken servers, and the display worker's frame rate.
 #include "Acquisition.h"
 #include "CommonCfg.h"
 #include "FakeGdbServer.h"
@@ -53,7 +53,6 @@ private slots:
     void stopStartCycles();
     void faults_data();
     void faults();
-    void workerEmitsBatches();
     void fpsChangeTakesEffect();
 };
 
@@ -211,35 +210,6 @@ void AcquisitionTest::faults() {
     QCOMPARE(startSampling(vars(2)), 0);
     QTRY_VERIFY_WITH_TIMEOUT(samplingSessionBegun() && FrameQueue::instance().historySize() > 0, 1000);
     QCOMPARE(stopSampling(), 0);
-}
-
-void AcquisitionTest::workerEmitsBatches() {
-    FakeGdbServer server;
-    setSamplingTarget("127.0.0.1", server.port());
-    CommonCfg::SetFps(30);
-    QCOMPARE(startSampling(vars(3)), 0);
-    GetData worker;
-    QVector<QVector<QPointF>> data;
-    QVector<QVector<float>> math;
-    connect(&worker, &GetData::DataSignal, this,
-            [&](const QVector<QVector<QPointF>>& d, const QVector<QVector<float>>& m) {
-                if (!d.isEmpty() && !d[0].isEmpty()) {
-                    data = d;
-                    math = m;
-                }
-            });
-    worker.start(QThread::TimeCriticalPriority);
-    QTRY_VERIFY_WITH_TIMEOUT(!data.isEmpty(), 10000);
-    worker.Stop();
-    stopSampling();
-    QCOMPARE(data.size(), 3);
-    QVERIFY(!data[0].isEmpty());
-    // Generator: variable v of sample i holds i + v; times advance by 20 per sample.
-    const QPointF p = data[0].last();
-    QCOMPARE(data[1].last().y(), double((int(p.y()) + 1) & 0xff));
-    QCOMPARE(p.x(), 20.0 * p.y());
-    QCOMPARE(math.size(), 3);
-    QVERIFY(math[0].isEmpty());
 }
 
 void AcquisitionTest::fpsChangeTakesEffect() {
