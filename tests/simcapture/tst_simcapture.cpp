@@ -1,6 +1,7 @@
-// tidewatch-capture sampling the demo firmware through tidewatch-sim, all as real processes: the
-// extractor's list of globals, CSV columns that follow what the firmware computes, and a --set write
-// that changes it. (Injected faults are the server's and the capture's own tests.)
+// tidewatch-capture sampling the demo firmware, linked with its RAM at 0x80000000, through
+// tidewatch-sim, all as real processes: the extractor's list of globals above 0x7FFFFFFF with their
+// encodings, CSV columns that follow what the firmware computes (unsigned ones as whole numbers), and a
+// --set write that changes it. (Injected faults are the server's and the capture's own tests.)
 #include "SimChild.h"
 
 #include <QJsonArray>
@@ -13,13 +14,14 @@
 namespace {
 const QString SimProgram = QStringLiteral(TIDEWATCH_SIM_BIN);
 const QString CaptureProgram = QStringLiteral(TIDEWATCH_CAPTURE_BIN);
-const QString DemoElf = QStringLiteral(TIDEWATCH_DEMO_ELF);
+const QString DemoElf = QStringLiteral(TIDEWATCH_DEMO_HIGH_ELF);
 
 // The demo's globals that fit a 32-bit sample word, as the extractor names them.
 const QStringList DemoVariables = {"loop_counter", "sine_wave", "amplitude",     "follower",   "temperature",
                                    "status_bits",  "motor.rpm", "motor.current", "samples[0]", "samples[3]"};
 
-// The CSV, every field a number. Word() reads an unsigned column as the sample word.
+// The CSV, every field a number. Word() reads an unsigned column as the sample word, and fails the
+// row when it is not a whole number.
 struct Table {
     QList<QByteArray> header;
     QList<QList<QByteArray>> rows;
@@ -39,7 +41,9 @@ struct Table {
     }
     double At(int row, const char* name) const { return rows[row][header.indexOf(name)].toDouble(); }
     std::uint32_t Word(int row, const char* name) const {
-        return static_cast<std::uint32_t>(rows[row][header.indexOf(name)].toULongLong());
+        bool whole = false;
+        const qulonglong word = rows[row][header.indexOf(name)].toULongLong(&whole);
+        return whole && word <= 0xFFFFFFFFu ? static_cast<std::uint32_t>(word) : 0xDEADu;
     }
     bool ok = true;
 };
@@ -76,7 +80,8 @@ class TestSimCapture : public QObject {
     }
 
 private slots:
-    // Every global is at an address the sampling engine takes: 0x2000xxxx, below 0x80000000.
+    // Every global lies above 0x7FFFFFFF, in the RAM the firmware is linked to; the encoding key says
+    // how its bytes read.
     void initTestCase() {
         if (QStandardPaths::findExecutable("qemu-system-riscv32").isEmpty())
             QSKIP("qemu-system-riscv32 is not installed");
@@ -89,17 +94,23 @@ private slots:
         QStringList found;
         for (const QJsonValue& unit : QJsonDocument::fromJson(file.readAll()).array())
             for (const QJsonValue& entry : unit.toObject().value("dataList").toArray()) {
-                const QString address = entry.toObject().value("address").toString();
-                QVERIFY2(address.size() == 8 && address.startsWith("2000"), qPrintable(address));
-                found << entry.toObject().value("name").toString();
+                const QJsonObject o = entry.toObject();
+                const QString address = o.value("address").toString();
+                QVERIFY2(address.size() == 8 && address.startsWith("804"), qPrintable(address));
+                found << o.value("name").toString() + ":" + o.value("encoding").toString();
             }
         for (const QString& name : DemoVariables)
-            QVERIFY2(found.contains(name), qPrintable(name));
+            QVERIFY2(
+                !found.filter(QRegularExpression("^" + QRegularExpression::escape(name) + ":")).isEmpty(),
+                qPrintable(name));
+        for (const char* key :
+             {"loop_counter:unsigned", "temperature:signed", "status_bits:unsigned", "sine_wave:float"})
+            QVERIFY2(found.contains(key), key);
     }
 
     void captureFollowsTheFirmware() {
         Sim::SimChild sim;
-        QVERIFY2(sim.Start(SimProgram, {}), sim.Output().constData());
+        QVERIFY2(sim.Start(SimProgram, {DemoElf}), sim.Output().constData());
         const Capture capture =
             Run(sim.Port(), QStringList{"--duration", "3", "--set", "amplitude=2500"} + DemoVariables);
         QVERIFY2(capture.exitCode == 0, qPrintable(capture.messages));
