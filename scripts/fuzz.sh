@@ -8,8 +8,10 @@ seconds=${1:-20}
 dir=build-fuzz
 mkdir -p "$dir"
 log="$dir/build.log"
+# Like the sanitizer trees of the test script: combined sources, line tables only, no benchmarks.
 if ! { CC=clang-14 CXX=clang++-14 cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=Debug -DTIDEWATCH_SANITIZE=fuzz \
-         -DTIDEWATCH_WERROR=ON &&
+         -DTIDEWATCH_WERROR=ON -DTIDEWATCH_BENCHMARKS=OFF -DCMAKE_UNITY_BUILD=ON -DCMAKE_CXX_FLAGS_DEBUG=-g1 \
+         -DCMAKE_C_FLAGS_DEBUG=-g1 &&
        cmake --build "$dir" -j"$(nproc)" --target $(cut -d= -f1 "$dir/fuzzers.txt"); } >"$log" 2>&1; then
     tail -n 60 "$log"
     echo "build of the fuzz targets failed (full log: $log)" >&2
