@@ -23,6 +23,8 @@ bool CommonCfg::s_chartRefresh = true;
 // The chart starts with its fewest ticks, 10, hence 9 divisions.
 int CommonCfg::s_chartDivisions = 9;
 bool CommonCfg::s_wheelLock = false;
+bool CommonCfg::s_autoScroll = false;
+bool CommonCfg::s_xScroll = false;
 QString CommonCfg::s_logPath;
 
 QMap<QString, QStringList> CommonCfg::DeviceMap() {
@@ -157,5 +159,7 @@ void CommonCfg::ResetForTests() {
     s_chartRefresh = true;
     s_chartDivisions = 9;
     s_wheelLock = false;
+    s_autoScroll = false;
+    s_xScroll = false;
     s_logPath.clear();
 }

@@ -80,6 +80,11 @@ public:
     // Wheel lock: while set, the chart view ignores the mouse wheel.
     static bool WheelLock() { return s_wheelLock; }
     static void SetWheelLock(bool on) { s_wheelLock = on; }
+    // The main window's "AutoScroll" box and its x-scroll state.
+    static bool AutoScroll() { return s_autoScroll; }
+    static void SetAutoScroll(bool on) { s_autoScroll = on; }
+    static bool XScroll() { return s_xScroll; }
+    static void SetXScroll(bool on) { s_xScroll = on; }
     // Divisions of the time axis (its tick count - 1), set by the chart widget from its width.
     static int ChartDivisions() { return s_chartDivisions; }
     static void SetChartDivisions(int divisions) { s_chartDivisions = divisions; }
@@ -144,5 +149,7 @@ private:
     static bool s_chartRefresh;
     static int s_chartDivisions;
     static bool s_wheelLock;
+    static bool s_autoScroll;
+    static bool s_xScroll;
     static QString s_logPath;
 };

@@ -428,8 +428,11 @@ void VarTableWidget::ValueLineEdited(ValueLineEdit* edit, QString text) {
                           .arg(item->varDes->name, item->varDes->address));
             return;
         }
-        if (m_dataSource != nullptr)
-            m_dataSource->WriteData(address, item->varDes->type, text);
+        const int result =
+            m_dataSource != nullptr ? m_dataSource->WriteData(address, item->varDes->type, text) : 0;
+        if (result != 0)
+            emit WriteFailed(
+                tr("Writing %1 = %2 failed (error %3)").arg(item->varDes->name, text).arg(result));
         return;
     }
 }

@@ -84,6 +84,8 @@ signals:
     void ChangeYResolutionAndOffset(quint32 address, int offset, double resolution);
     void ChangeLastYResolutionAndOffset(quint32 address, int offset, double resolution);
     void RemoveSeriesById(int id);
+    // A typed value could not be written; the text says which and why.
+    void WriteFailed(const QString& message);
 
 public slots:
     void UpdateVarValue();

@@ -3,6 +3,7 @@
 #include "Acquisition.h"
 #include "CommonCfg.h"
 #include "CsvWriter.h"
+#include "SessionEnd.h"
 #include "FrameQueue.h"
 #include "HssSession.h"
 #include "MemoryWrite.h"
@@ -43,25 +44,6 @@ bool applyAssignments(const CaptureOptions& options, std::FILE* err) {
 }
 
 } // namespace
-
-QString sessionEndDescription(int code) {
-    switch (code) {
-    case -1:
-        return "the server refused to start high-speed sampling, or the session failed locally; check that "
-               "the GDB server supports high-speed sampling and that every variable lies in target memory "
-               "with a size of 1, 2, 4 or 8 bytes";
-    case 3:
-        return "the connection to the GDB server was lost or fell out of step; check that the server still "
-               "runs and that nothing else talks to it on this port";
-    case 4:
-        return "the target delivered no samples in 15 reads in a row; check that the target runs (not halted "
-               "or held in reset) and that the probe still reaches it";
-    default:
-        return QString("the server refused a read request (its reply compared as %1); check the GDB "
-                       "server's own log for the reason")
-            .arg(code);
-    }
-}
 
 int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
                const std::atomic<bool>& stopRequested) {

@@ -9,6 +9,3 @@
 // program's exit code. `stopRequested` ends the capture cleanly when it becomes true (a signal).
 int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
                const std::atomic<bool>& stopRequested);
-
-// Plain description of a session end code, for people.
-QString sessionEndDescription(int code);

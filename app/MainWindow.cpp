@@ -1,0 +1,404 @@
+#include "MainWindow.h"
+
+#include "Acquisition.h"
+#include "ChartWidget.h"
+#include "CommonCfg.h"
+#include "DataSource.h"
+#include "Images.h"
+#include "ProjectDialog.h"
+#include "RingCsv.h"
+#include "SelectSymbolsDlg.h"
+#include "SessionEnd.h"
+#include "TableDockWidget.h"
+#include "TimeBase.h"
+#include "VarChartView.h"
+#include "VarParser.h"
+#include "VarTableWidget.h"
+#include "WatchList.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QCoreApplication>
+#include <QFileDialog>
+#include <QLabel>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QProgressDialog>
+#include <QStatusBar>
+#include <QTimer>
+#include <QToolBar>
+
+namespace {
+// How often a running session is checked for an end of its own.
+constexpr int kSessionPollMs = 200;
+// How long a failed value write stays in the status bar.
+constexpr int kWriteFailureMs = 5000;
+const char* const kProjectFilter = QT_TRANSLATE_NOOP("MainWindow", "tidewatch project files(*.tidewatch)");
+
+QCheckBox* AddCheckBox(QToolBar* bar, const QString& label, bool checked) {
+    auto* box = new QCheckBox(bar);
+    box->setChecked(checked);
+    box->setAccessibleName(label.trimmed());
+    bar->addWidget(box);
+    bar->addWidget(new QLabel(label, bar));
+    return box;
+}
+} // namespace
+
+MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
+    sessionTimer = new QTimer; // no parent: released with the other members
+    sessionTimer->setInterval(kSessionPollMs);
+    connect(sessionTimer, &QTimer::timeout, this, &MainWindow::CheckSessionEnd);
+    setWindowState(Qt::WindowActive);
+    resize(1024, 800);
+
+    varParser = new VarParser(this);
+    VarParser::SetInstance(varParser);
+
+    // The tool bar's fallback icons live in a static library's resources.
+    InitImageResources();
+    CreateActions();
+    CreateToolBar();
+    CreateMenus();
+    statusLabel = new QLabel(this);
+    statusBar()->addWidget(statusLabel);
+
+    CreateDock();
+    chartWidget = new ChartWidget(this);
+    dataSource = chartWidget->GetDataSource();
+    setCentralWidget(chartWidget);
+    connect(this, &MainWindow::HiddenScroll, chartWidget, &ChartWidget::HiddenScroll);
+    varTable->SetDataSource(dataSource);
+
+    symbolsDlg = new SelectSymbolsDlg(this);
+    ConnectParts();
+    setWindowTitle(tr("Tidewatch"));
+}
+
+MainWindow::~MainWindow() {
+    if (samplingRunning() || stopAct->isEnabled())
+        StopSample();
+    Save();
+    ProjectDialog::EndDebugServer();
+    delete sessionTimer;
+    delete projectDialog;
+    VarParser::SetInstance(nullptr);
+}
+
+QString MainWindow::AutosavePath() {
+    return QCoreApplication::applicationDirPath() + QStringLiteral("/autosave.tidewatch");
+}
+
+void MainWindow::CreateActions() {
+    auto make = [this](const QString& text, const QString& tip, void (MainWindow::*slot)()) {
+        auto* action = new QAction(text, this);
+        action->setStatusTip(tip);
+        connect(action, &QAction::triggered, this, slot);
+        return action;
+    };
+    newAct = make(tr("&New Conifg"), tr("Create a new Config file"), &MainWindow::NewProject);
+    newAct->setShortcuts(QKeySequence::New);
+    openAct = make(tr("&Open Config"), tr("Open an existing project file"), &MainWindow::OpenProject);
+    openAct->setShortcuts(QKeySequence::Open);
+    saveAct = make(tr("&Save Config"), tr("Save the project to disk"), &MainWindow::Save);
+    saveAct->setShortcuts(QKeySequence::Save);
+    saveAsAct = make(tr("Save Config &As..."), tr("Save the config under a new name"), &MainWindow::SaveAs);
+    saveDataAct = make(tr("Save Data ..."), tr("Save Data to disk"), &MainWindow::SaveData);
+    aboutVarAct = make(tr("About"), tr("About Variable"), &MainWindow::About);
+    configAct = make(tr("&Config"), tr("Set the option of project"), &MainWindow::Config);
+    aboutAct = make(tr("&About"), tr("Show the application's About box"), &MainWindow::About);
+
+    auto tool = [&](const QString& text, const char* theme, const char* fallback, const QString& tip,
+                    void (MainWindow::*slot)()) {
+        QAction* action = make(text, tip, slot);
+        action->setIcon(QIcon::fromTheme(theme, QIcon(fallback)));
+        return action;
+    };
+    startAct =
+        tool(tr("&Start"), "Start", ":/images/start.png", tr("Start Sampling"), &MainWindow::StartSample);
+    stopAct = tool(tr("&Stop"), "stop", ":/images/stop.png", tr("Stop Sampling"), &MainWindow::StopSample);
+    stopAct->setEnabled(false);
+    zoomInAct = tool(tr("&ZoomIn"), "zoomin", ":/images/zoomin.png", tr("Zoom In"), &MainWindow::ZoomIn);
+    zoomOutAct =
+        tool(tr("&ZoomOut"), "zoomout", ":/images/zoomout.png", tr("Zoom Out"), &MainWindow::ZoomOut);
+    settingAct =
+        tool(tr("&Setting"), "Setting", ":/images/setting.png", tr("Setting"), &MainWindow::NewProject);
+}
+
+void MainWindow::CreateMenus() {
+    QMenu* file = menuBar()->addMenu(tr("&File"));
+    file->addActions({newAct, openAct, saveAct, saveAsAct});
+    file->addSeparator();
+    file->addAction(saveDataAct);
+    // The tool bar's controls, also reachable from the keyboard through the menu bar.
+    QMenu* sampling = menuBar()->addMenu(tr("S&ampling"));
+    sampling->addActions({startAct, stopAct, zoomInAct, zoomOutAct});
+    menuBar()->addMenu(tr("&Project"))->addActions({configAct, settingAct});
+    menuBar()->addMenu(tr("&Help"))->addActions({aboutVarAct, aboutAct});
+}
+
+void MainWindow::CreateToolBar() {
+    toolBar = addToolBar(tr("toolBar"));
+    toolBar->setObjectName(QStringLiteral("toolBar"));
+    toolBar->addWidget(new QLabel(tr("Sampling:"), toolBar));
+    toolBar->addAction(startAct);
+    toolBar->addAction(stopAct);
+    toolBar->addSeparator();
+    toolBar->addAction(zoomInAct);
+    toolBar->addAction(zoomOutAct);
+
+    zoomCombo = new QComboBox(toolBar);
+    zoomCombo->setAccessibleName(tr("Time per division"));
+    zoomCombo->addItems(TimeBase::Labels());
+    zoomCombo->setCurrentIndex(CommonCfg::ZoomIndex());
+    zoomProcAct = new QAction(tr("&ZoomProc"), this);
+    zoomProcAct->setStatusTip(tr("Zoom"));
+    toolBar->addWidget(zoomCombo);
+    connect(zoomCombo, QOverload<int>::of(&QComboBox::currentIndexChanged), this, &MainWindow::SetZoomIndex);
+
+    toolBar->addSeparator();
+    toolBar->addWidget(new QLabel(tr("Target FPS: "), toolBar));
+    fpsCombo = new QComboBox(toolBar);
+    fpsCombo->setAccessibleName(tr("Target FPS"));
+    for (int fps : CommonCfg::FpsList())
+        fpsCombo->addItem(QString::number(fps));
+    fpsCombo->setCurrentIndex(CommonCfg::FpsList().indexOf(CommonCfg::Fps()));
+    toolBar->addWidget(fpsCombo);
+    connect(fpsCombo, QOverload<int>::of(&QComboBox::currentIndexChanged), this, &MainWindow::SetFps);
+    toolBar->addSeparator();
+
+    // Mirrors the x-scroll state; never placed on the bar.
+    xScrollChkBox = new QCheckBox(this);
+    xScrollChkBox->hide();
+    connect(xScrollChkBox, &QCheckBox::toggled, this, &MainWindow::SetXScroll);
+    toolBar->addSeparator();
+    autoScrollChkBox = AddCheckBox(toolBar, tr("AutoScroll"), CommonCfg::AutoScroll());
+    connect(autoScrollChkBox, &QCheckBox::toggled, this, &MainWindow::SetAutoScroll);
+    toolBar->addSeparator();
+    chartChkBox = AddCheckBox(toolBar, tr(" Chart "), true);
+    connect(chartChkBox, &QCheckBox::stateChanged, this, &MainWindow::ShowChart);
+    tableChkBox = AddCheckBox(toolBar, tr(" Table "), true);
+    connect(tableChkBox, &QCheckBox::stateChanged, this, &MainWindow::ShowTable);
+    toolBar->addSeparator();
+    toolBar->addWidget(new QLabel(tr("Setting:"), toolBar));
+    toolBar->addAction(settingAct);
+    toolBar->addSeparator();
+}
+
+void MainWindow::CreateDock() {
+    varTable = new VarTableWidget(this);
+    dock = new TableDockWidget(tr("variable"), this);
+    dock->setAllowedAreas(Qt::RightDockWidgetArea);
+    dock->setWidget(varTable->GetTableWidget());
+    addDockWidget(Qt::RightDockWidgetArea, dock);
+    connect(dock, &TableDockWidget::Closed, this, &MainWindow::SetTableHidden);
+}
+
+void MainWindow::ConnectParts() {
+    VarChartView* view = chartWidget->View();
+    connect(zoomCombo, QOverload<int>::of(&QComboBox::currentIndexChanged), view,
+            &VarChartView::SetZoomIndex);
+    connect(view, &VarChartView::ZoomChanged, this, &MainWindow::SetZoomIndex);
+    connect(view, &VarChartView::XScrollChanged, this, &MainWindow::SetXScroll);
+    connect(view, &VarChartView::WidthChanged, chartWidget, &ChartWidget::ResizeWidth);
+
+    // After StartSample and StopSample, which the actions reached first.
+    connect(startAct, &QAction::triggered, chartWidget, &ChartWidget::InitXRange);
+    connect(startAct, &QAction::triggered, varTable, &VarTableWidget::DisableUpdateVarItem);
+    connect(startAct, &QAction::triggered, varTable, &VarTableWidget::UpdateAllYResolutionAndOffset);
+    connect(startAct, &QAction::triggered, chartWidget, &ChartWidget::ToolTipsHidden);
+    connect(stopAct, &QAction::triggered, varTable, &VarTableWidget::EnableUpdateVarItem);
+    connect(stopAct, &QAction::triggered, chartWidget, &ChartWidget::TooltipsShow);
+    connect(stopAct, &QAction::triggered, chartWidget, &ChartWidget::ResetXRangeByQueueSize);
+
+    connect(varTable, &VarTableWidget::SendChartShowChanged, chartWidget, &ChartWidget::ChartShowChanged);
+    connect(varTable, &VarTableWidget::SetChartShowItems, chartWidget, &ChartWidget::ReInitChartShow);
+    connect(varTable, &VarTableWidget::RemoveSeriesById, chartWidget, &ChartWidget::RemoveSeriesByIdx);
+    connect(varTable, &VarTableWidget::RemoveItem, symbolsDlg, &SelectSymbolsDlg::RemoveSelect);
+    connect(varTable, &VarTableWidget::AddItem, symbolsDlg, &SelectSymbolsDlg::ShowDialog);
+    connect(varTable, &VarTableWidget::ChangeYResolutionAndOffset, dataSource,
+            &DataSource::SetYResolutionAndOffset);
+    connect(varTable, &VarTableWidget::ChangeLastYResolutionAndOffset, dataSource,
+            &DataSource::SetLastDataYResolutionAndOffset);
+    connect(symbolsDlg, &SelectSymbolsDlg::SelectedDone, varTable,
+            &VarTableWidget::UpdateTableWithVariableList);
+    connect(varParser, &VarParser::VarListCreate, symbolsDlg, &SelectSymbolsDlg::InitItemAndShow);
+    connect(varParser, &VarParser::VarListChanged, varTable, &VarTableWidget::ClearTable);
+    connect(varParser, &VarParser::VarListChanged, symbolsDlg, &SelectSymbolsDlg::InitItemAndShow);
+    connect(varParser, &VarParser::VarListWithoutChange, varTable,
+            &VarTableWidget::UpdateTableWithVariableList);
+    connect(this, &MainWindow::HiddenToolTips, chartWidget, &ChartWidget::SetToolTipsHidden);
+
+    connect(varTable, &VarTableWidget::WriteFailed, this, &MainWindow::ShowWriteFailure);
+}
+
+void MainWindow::NewProject() {
+    if (projectDialog == nullptr)
+        projectDialog = new ProjectDialog;
+    projectDialog->show();
+    projectDialog->raise();
+    projectDialog->activateWindow();
+}
+
+void MainWindow::Config() {
+    CommonCfg::SetOptionsMode(true);
+    NewProject();
+}
+
+QString MainWindow::ProjectFolder() const {
+    return projectPath.isEmpty() ? QStringLiteral("./") : projectPath;
+}
+
+void MainWindow::OpenProject() {
+    const QString file =
+        QFileDialog::getOpenFileName(this, tr("Open project file"), ProjectFolder(), tr(kProjectFilter));
+    if (file.isEmpty())
+        return;
+    projectPath = file;
+    CommonCfg::LoadProject(file);
+    fpsCombo->setCurrentText(QString::number(CommonCfg::Fps()));
+    zoomCombo->setCurrentIndex(CommonCfg::ZoomIndex());
+}
+
+void MainWindow::SaveAs() {
+    const QString file =
+        QFileDialog::getSaveFileName(this, tr("Save project file as"), ProjectFolder(), tr(kProjectFilter));
+    if (file.isEmpty())
+        return;
+    projectPath = file;
+    CommonCfg::SaveProject(file);
+}
+
+void MainWindow::Save() {
+    CommonCfg::SaveProject(AutosavePath());
+}
+
+void MainWindow::SaveData() {
+    const QString file =
+        QFileDialog::getSaveFileName(this, tr("Save data"), ProjectFolder(), tr("CSV files (*.csv)"));
+    if (file.isEmpty())
+        return;
+    QStringList names;
+    for (int i = 0; i < watchList().count; ++i)
+        names << watchList().name[i];
+    QProgressDialog progress(tr("Saving data..."), tr("Cancel"), 0, 100, this);
+    progress.setWindowModality(Qt::WindowModal);
+    progress.setMinimumDuration(500); // small rings finish before it would show
+    QString error;
+    const qint64 written = SaveRingCsv(
+        file, names,
+        [&progress](quint32 done, quint32 total) {
+            progress.setValue(total == 0 ? 100 : int(qint64(done) * 100 / total));
+            return !progress.wasCanceled();
+        },
+        &error);
+    statusBar()->showMessage(written < 0 ? error : tr("%1 frames saved to %2").arg(written).arg(file),
+                             kWriteFailureMs);
+}
+
+void MainWindow::About() {
+    QMessageBox::about(this, tr("Tidewatch"), tr("The <b>Tidewatch</b> display/modify the global Variables"));
+}
+
+void MainWindow::SetSamplingControls(bool sampling) {
+    for (QAction* action : {startAct, configAct, aboutVarAct, newAct, settingAct})
+        action->setEnabled(!sampling);
+    stopAct->setEnabled(sampling);
+}
+
+void MainWindow::StartSample() {
+    SetSamplingControls(true);
+    CommonCfg::SetRunFlag(0);
+    QVector<VarParser::VarDes> vars;
+    for (const VarTableWidget::LineItem* item : varTable->LineItems())
+        vars << *item->varDes;
+    if (startSampling(vars) != 0) {
+        const int failure = samplingStartFailure();
+        const QString text = failure != 0 ? CommonCfg::ErrorText(failure)
+                                          : tr("Tick at least one variable in the table before starting.");
+        // After the rest of the start chain has run, so the stop chain undoes all of it.
+        QTimer::singleShot(0, this, [this, text] {
+            stopAct->trigger();
+            ShowInfo(text);
+        });
+        return;
+    }
+    dataSource->StartAcquisition();
+    sessionTimer->start();
+    emit HiddenScroll(true);
+}
+
+void MainWindow::StopSample() {
+    sessionTimer->stop();
+    SetSamplingControls(false);
+    CommonCfg::SetRunFlag(1);
+    dataSource->StopAcquisition();
+    stopSampling();
+    emit HiddenScroll(false);
+}
+
+void MainWindow::CheckSessionEnd() {
+    if (!samplingEnded())
+        return;
+    const int code = samplingResult();
+    stopAct->trigger();
+    const QString text = tr("Sampling ended (code %1): %2").arg(code).arg(sessionEndDescription(code));
+    statusLabel->setText(text);
+    auto* box = new QMessageBox(QMessageBox::Information, tr("Info"), text, QMessageBox::Yes, this);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->open();
+}
+
+void MainWindow::ShowWriteFailure(const QString& message) {
+    statusBar()->showMessage(message, kWriteFailureMs);
+}
+
+void MainWindow::ShowInfo(const QString& text) {
+    QMessageBox box(QMessageBox::Information, tr("Info"), text, QMessageBox::Yes, this);
+    box.exec();
+}
+
+void MainWindow::ZoomIn() {
+    if (zoomCombo->currentIndex() > 0)
+        zoomCombo->setCurrentIndex(zoomCombo->currentIndex() - 1);
+}
+
+void MainWindow::ZoomOut() {
+    if (zoomCombo->currentIndex() < zoomCombo->count() - 1)
+        zoomCombo->setCurrentIndex(zoomCombo->currentIndex() + 1);
+}
+
+void MainWindow::SetFps(int index) {
+    CommonCfg::SetFpsIndex(index);
+}
+
+void MainWindow::AutoScroll() {}
+
+void MainWindow::SetZoomIndex(int index) {
+    zoomCombo->setCurrentIndex(index);
+    CommonCfg::SetZoomIndex(index);
+}
+
+void MainWindow::SetAutoScroll(bool enable) {
+    CommonCfg::SetAutoScroll(enable);
+    emit HiddenToolTips(enable);
+}
+
+void MainWindow::SetXScroll(bool enable) {
+    xScroll = enable;
+    if (xScrollChkBox->isChecked() != enable)
+        xScrollChkBox->setChecked(enable);
+    CommonCfg::SetXScroll(enable);
+}
+
+void MainWindow::ShowChart(int state) {
+    chartWidget->View()->setHidden(state == Qt::Unchecked);
+}
+
+void MainWindow::ShowTable(int state) {
+    dock->setHidden(state == Qt::Unchecked);
+}
+
+void MainWindow::SetTableHidden() {
+    tableChkBox->setChecked(false);
+}

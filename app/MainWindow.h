@@ -1,0 +1,121 @@
+#pragma once
+
+#include <QMainWindow>
+#include <QString>
+
+class ChartWidget;
+class DataSource;
+class ProjectDialog;
+class QAction;
+class QCheckBox;
+class QComboBox;
+class QLabel;
+class QTimer;
+class QToolBar;
+class SelectSymbolsDlg;
+class TableDockWidget;
+class VarParser;
+class VarTableWidget;
+
+// The program's only main window: chart in the middle, variable table in a dock on the right, the
+// sampling controls on the tool bar. It wires the parts together and runs the start and stop of
+// sampling; the work itself happens in the parts.
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+public:
+    explicit MainWindow(QWidget* parent = nullptr);
+    ~MainWindow() override;
+
+    ChartWidget* Chart() const { return chartWidget; }
+    VarTableWidget* Table() const { return varTable; }
+    SelectSymbolsDlg* SymbolsDialog() const { return symbolsDlg; }
+    ProjectDialog* GetProjectDialog() const { return projectDialog; }
+    QAction* NewAction() const { return newAct; }
+    QAction* StartAction() const { return startAct; }
+    QAction* StopAction() const { return stopAct; }
+    QComboBox* ZoomBox() const { return zoomCombo; }
+    QComboBox* FpsBox() const { return fpsCombo; }
+    QCheckBox* TableBox() const { return tableChkBox; }
+    TableDockWidget* Dock() const { return dock; }
+    // The status bar's message label.
+    QLabel* StatusLabel() const { return statusLabel; }
+    // The autosave file: "autosave.tidewatch" in the program's folder.
+    static QString AutosavePath();
+
+signals:
+    void HiddenScroll(bool hidden);
+    void HiddenToolTips(bool hidden);
+
+public slots:
+    void NewProject();
+    void OpenProject();
+    void About();
+    void Config();
+    void StartSample();
+    void StopSample();
+    void ZoomIn();
+    void ZoomOut();
+    void SetFps(int index);
+    void AutoScroll();
+    void SetZoomIndex(int index);
+    void SetAutoScroll(bool enable);
+    void SetXScroll(bool enable);
+    void ShowChart(int state);
+    void ShowTable(int state);
+    void SetTableHidden();
+    void SaveAs();
+    void Save();
+    void SaveData();
+
+private slots:
+    // Polled while sampling: a session that ended by itself brings the window back to stopped.
+    void CheckSessionEnd();
+    void ShowWriteFailure(const QString& message);
+
+private:
+    void CreateActions();
+    void CreateMenus();
+    void CreateToolBar();
+    void CreateDock();
+    void ConnectParts();
+    void SetSamplingControls(bool sampling);
+    void ShowInfo(const QString& text);
+    QString ProjectFolder() const;
+
+    QTimer* sessionTimer = nullptr;
+    bool xScroll = false;
+    int autoScrollFlag = 1;
+    int reserved = 0;
+    QString projectPath;
+
+    QAction* newAct = nullptr;
+    QAction* openAct = nullptr;
+    QAction* saveAct = nullptr;
+    QAction* saveAsAct = nullptr;
+    QAction* saveDataAct = nullptr;
+    QAction* aboutVarAct = nullptr;
+    QAction* configAct = nullptr;
+    QAction* aboutAct = nullptr;
+    QToolBar* toolBar = nullptr;
+    QAction* startAct = nullptr;
+    QAction* stopAct = nullptr;
+    QAction* zoomInAct = nullptr;
+    QAction* zoomOutAct = nullptr;
+    QAction* zoomProcAct = nullptr;
+    QAction* settingAct = nullptr;
+    QComboBox* zoomCombo = nullptr;
+    QComboBox* fpsCombo = nullptr;
+    QCheckBox* xScrollChkBox = nullptr;
+    QCheckBox* autoScrollChkBox = nullptr;
+    QCheckBox* chartChkBox = nullptr;
+    QCheckBox* tableChkBox = nullptr;
+    QLabel* statusLabel = nullptr;
+
+    VarParser* varParser = nullptr;
+    VarTableWidget* varTable = nullptr;
+    TableDockWidget* dock = nullptr;
+    ChartWidget* chartWidget = nullptr;
+    DataSource* dataSource = nullptr;
+    SelectSymbolsDlg* symbolsDlg = nullptr;
+    ProjectDialog* projectDialog = nullptr;
+};

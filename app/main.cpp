@@ -1,0 +1,45 @@
+// The tidewatch program: reads the "c" option, opens the main window centred on the first screen and
+// the project dialog over it.
+#include "CommandLineConfig.h"
+#include "CommonCfg.h"
+#include "MainWindow.h"
+#include "PopDialog.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QFont>
+#include <QScreen>
+#include <cstdio>
+
+int main(int argc, char* argv[]) {
+    QApplication app(argc, argv);
+    CommonCfg::InitStartup(QCoreApplication::applicationDirPath());
+    QCommandLineOption configOption(QStringLiteral("c"), QString(), QStringLiteral("."));
+    QCommandLineParser parser;
+    parser.addOption(configOption);
+    parser.process(app);
+    const QStringList values = parser.values(configOption);
+    if (!values.isEmpty()) {
+        QString message;
+        if (!ApplyCommandLineConfig(values, &message)) {
+            std::fprintf(stderr, "tidewatch: %s\n", qPrintable(message));
+            return 2;
+        }
+    }
+    QFont font(QStringLiteral("Microsoft YaHei"));
+    font.setPixelSize(12);
+    QApplication::setFont(font);
+
+    MainWindow window;
+    window.show();
+    const QRect screen = QGuiApplication::screens().first()->geometry();
+    window.move((screen.width() - window.width()) / 2, (screen.height() - window.height()) / 2);
+
+    // Its construction opens the project dialog; it is placed but never shown itself.
+    PopDialog popDialog(&window);
+    popDialog.setModal(true);
+    const QRect frame = window.frameGeometry();
+    popDialog.move((screen.width() - popDialog.width()) / 2 + (frame.width() - frame.left()) / 2,
+                   (screen.height() - popDialog.height()) / 2 + (frame.height() - frame.top()) / 3);
+    return app.exec();
+}
