@@ -125,7 +125,7 @@ int CommonCfg::DefaultZoomIndex() {
 int CommonCfg::CurrentStepValue() {
     const int index = ZoomIndex();
     const QVector<int>& values = TimeBase::Values();
-    return (index < 0 || index >= values.size()) ? 0 : values[index];
+    return (index < 0 || index >= values.size()) ? UnknownStepValue() : values[index];
 }
 
 QString CommonCfg::CurrentStepLabel() {

@@ -45,6 +45,13 @@ public:
     // Sampling interval in microseconds.
     static int Interval() { return s_interval.load(); }
     static void SetInterval(int us) { s_interval.store(us); }
+    // Shortest and longest sampling interval a project may ask for, in microseconds.
+    static int MinInterval() { return 10; }
+    static int MaxInterval() { return 1000000; }
+    // Takes a project's interval text (the record's "interval") as the sampling interval. Returns 0
+    // when it is a whole number of microseconds within MinInterval()..MaxInterval(); otherwise -1,
+    // the interval stays as it was and `message` (when given) receives the text to show the user.
+    static int ApplyIntervalText(const QString& text, QString* message = nullptr);
     // Display updates per second.
     static int Fps() { return s_fps.load(); }
     static void SetFps(int fps) { s_fps.store(fps); }
@@ -63,6 +70,9 @@ public:
     static void SetRunFlag(int v) { s_runFlag.store(v); }
     // Most curves shown at once.
     static int CurveLimit() { return 16; }
+    // The registered variable table. The project file lists its rows from the table's read-only
+    // property "projectRows": one map per row in row order with "name", "address" and "type"
+    // (texts) and "rgb" (the colour cell's property as it is).
     static QObject* VarTable() { return s_varTable; }
     static void SetVarTable(QObject* table) { s_varTable = table; }
     // Chart-refresh flag: while false the data source keeps its points but leaves the curves alone.
@@ -92,9 +102,16 @@ public:
     static int MaxTimeTicks() { return 20; }
     static int ValueAxisTicks() { return 7; }
 
+    // Project file: SaveProject never reports a failure; LoadProject reads the record and the
+    // settings it names and leaves the variable table alone.
+    static void SaveProject(const QString& path);
+    static void LoadProject(const QString& path);
+
     // Time-base lookups.
     static int DefaultZoomIndex();
-    // Microseconds per division at the zoom index, or 0 when the index is outside the table.
+    // Time per division used while the zoom index names no step (a project with an unknown step).
+    static int UnknownStepValue() { return 500000; }
+    // Microseconds per division at the zoom index, or UnknownStepValue() outside the table.
     static int CurrentStepValue();
     // Label at the zoom index, or an empty text when the index is outside the table.
     static QString CurrentStepLabel();

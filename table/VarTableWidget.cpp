@@ -290,6 +290,20 @@ QLabel* VarTableWidget::AddLabel() const {
     return label != nullptr && label->property("isAdd").toBool() ? label : nullptr;
 }
 
+QVariantList VarTableWidget::ProjectRows() const {
+    QVariantList rows;
+    for (int row = 0; m_table != nullptr && row < m_table->rowCount(); ++row) {
+        const LineItem* item = RecordOfRow(row);
+        if (item == nullptr || item->varDes == nullptr)
+            continue;
+        rows.append(QVariantMap{{"name", item->varDes->name},
+                                {"address", item->varDes->address},
+                                {"type", item->varDes->type},
+                                {"rgb", item->colorLabel->property("rgb")}});
+    }
+    return rows;
+}
+
 VarTableWidget::LineItem* VarTableWidget::RecordOfRow(int row) const {
     const QWidget* cell = m_table->cellWidget(row, Column(m_colorTitle));
     return cell != nullptr ? cell->property("lineItem").value<LineItem*>() : nullptr;

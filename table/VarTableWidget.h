@@ -10,6 +10,7 @@
 #include <QPointer>
 #include <QString>
 #include <QStringList>
+#include <QVariantList>
 
 class DataSource;
 class QCheckBox;
@@ -25,6 +26,8 @@ class ValueLineEdit;
 // table that the dock shows, and talks to the chart side through signals.
 class VarTableWidget : public QObject {
     Q_OBJECT
+    // The rows as plain data for the project file (see CommonCfg::VarTable).
+    Q_PROPERTY(QVariantList projectRows READ ProjectRows)
 public:
     // One row: its widgets, the variable it shows, and the scaling last accepted in it.
     struct LineItem {
@@ -54,6 +57,8 @@ public:
     // The table for the dock (the dock then owns it).
     DragableRowsTable* GetTableWidget() const { return m_table; }
     QList<LineItem*>& LineItems() { return m_lineItems; }
+    // One map per variable row in row order: "name", "address", "type" and the colour cell's "rgb".
+    QVariantList ProjectRows() const;
     int ShownCount() const { return m_shownCount; }
     const QStringList& ColumnTitles() const { return m_titles; }
     // Column index of a title, -1 when unknown.

@@ -1,13 +1,11 @@
-// The data source against a loopback GDB server: edited values as exact "M" packet bytes, and
-// sampled batches crossing from the worker thread into the curves.
+// The data source against a loopback GDB server: sampled batches crossing from the worker thread into
+// the curves.
 #include "Acquisition.h"
 #include "CommonCfg.h"
 #include "DataSource.h"
 #include "FakeGdbServer.h"
-#include "GdbTransport.h"
 #include "GetData.h"
 #include "HssSession.h"
-#include "Row.h"
 #include "SamplingTestKit.h"
 #include "WatchList.h"
 
@@ -23,30 +21,6 @@ private slots:
     void init() { resetSamplingState(); }
     void cleanup() { endSampling(); }
 
-    // address | type | typed text | packet | "E01" when the server refuses the write
-    void writeDataBytes_data() {
-        Row::Column();
-        QTest::newRow("int 2.9 sends 2") << "20000010 | int | 2.9 | M20000010,4:02000000 | ";
-        QTest::newRow("float 3 is integer bits") << "20000010 | float | 3 | M20000010,4:03000000 | ";
-        QTest::newRow("short -1 writes four bytes") << "2000000a | short | -1 | M2000000a,4:ffffffff | ";
-        QTest::newRow("Float is not float") << "20000000 | Float | 1.5 | M20000000,4:01000000 | ";
-        QTest::newRow("error reply") << "20000000 | int | 1 | M20000000,4:01000000 | E01";
-    }
-    void writeDataBytes() {
-        const QStringList f = Row::Fields();
-        const bool refused = f[4] == "E01";
-        FakeGdbServer server;
-        if (refused)
-            server.setHandler(FakeGdbServer::answering("M", "E01"));
-        QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
-        const std::string before = server.rawReceived();
-        DataSource source;
-        QCOMPARE(source.WriteData(f[0].toUInt(nullptr, 16), f[1], f[2]) != 0, refused);
-        // Exactly one framed packet on the wire, then the acknowledgement of the reply.
-        const QString expected =
-            QString::fromStdString(before + FakeGdbServer::frame(f[3].toStdString()) + "+");
-        QTRY_COMPARE_WITH_TIMEOUT(QString::fromStdString(server.rawReceived()), expected, 5000);
-    }
     void batchesReachTheCurves() {
         FakeGdbServer server;
         setSamplingTarget("127.0.0.1", server.port());

@@ -5,8 +5,14 @@
 #include "TimeBase.h"
 
 #include <QCoreApplication>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
 #include <QTranslator>
 #include <QtTest>
+#include <functional>
+#include <unistd.h>
 
 namespace {
 
@@ -25,6 +31,21 @@ const QString kServer = "Setup GDBserver Fail! Please check the connection betwe
                         "and then restart Tidewatch!";
 const QString kTarget = "Target connection Fail! Please check the connection between the debugger and the "
                         "target board, and then restart Tidewatch!";
+
+// What `load` writes to standard output.
+QString StdoutOf(const std::function<void()>& load) {
+    QTemporaryFile capture;
+    capture.open();
+    std::fflush(stdout);
+    const int saved = dup(1);
+    dup2(capture.handle(), 1);
+    load();
+    std::fflush(stdout);
+    dup2(saved, 1);
+    close(saved);
+    capture.seek(0);
+    return QString::fromUtf8(capture.readAll());
+}
 
 } // namespace
 
@@ -125,14 +146,106 @@ private slots:
         QCOMPARE(CommonCfg::LogPath(), f[1]);
     }
 
+    // file text (none: no file) | output | record device, interval text | fps, interval, zoom index
+    // afterwards (25, 50, 3 before)
+    void loadProject_data() {
+        Row::Column();
+        QTest::newRow("no file") << "none | Can't Open project | old 50 | 25 50 3";
+        QTest::newRow("syntax error") << "{\"device\": | Open Json Fail | old 50 | 25 50 3";
+        QTest::newRow("array") << "[{}] | Incorrect file | old 50 | 25 50 3";
+        QTest::newRow("known values")
+            << R"({"device":"d","fps":"60","interval":"1000000","ZoomFactor":"10us/Div"} |  | d 1000000 | 60 1000000 0)";
+        QTest::newRow("unknown fps and step, short interval")
+            << R"({"device":"d","fps":"61","interval":"9","ZoomFactor":"3ms/Div"} | )"
+               R"(Sampling interval "9" refused: give 10 to 1000000 us | d 9 | 25 50 -1)";
+        QTest::newRow("keys missing")
+            << "{} | Sampling interval \"\" refused: give 10 to 1000000 us |  | 25 50 -1";
+    }
+    void loadProject() {
+        const QStringList f = Row::Fields();
+        QTemporaryDir dir;
+        const QString path = dir.filePath("p.tidewatch");
+        if (f[0] != "none") {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(f[0].toUtf8());
+        }
+        CommonCfg::SetRecord({"", "old", "", "", "", "50", ""});
+        CommonCfg::SetFps(25);
+        CommonCfg::SetInterval(50);
+        CommonCfg::SetZoomIndex(3);
+        // The two parse failures go to the debug log, the others to standard output.
+        const bool debug = f[1].startsWith("Open") || f[1].startsWith("Incorrect");
+        if (debug)
+            QTest::ignoreMessage(QtDebugMsg, qPrintable(f[1]));
+        const QString out = StdoutOf([&] { CommonCfg::LoadProject(path); });
+        QCOMPARE(out.trimmed(), debug ? QString() : f[1]);
+        QCOMPARE((CommonCfg::Record().device + " " + CommonCfg::Record().interval).trimmed(), f[2]);
+        QCOMPARE(
+            QString("%1 %2 %3").arg(CommonCfg::Fps()).arg(CommonCfg::Interval()).arg(CommonCfg::ZoomIndex()),
+            f[3]);
+    }
+
+    // What one session saves the next one loads; "VarList" comes from the registered table's rows.
+    void saveProject_data() {
+        QTest::addColumn<int>("zoomIndex");
+        QTest::addColumn<QString>("zoomFactor");
+        QTest::newRow("known step") << 10 << "20ms/Div";
+        QTest::newRow("unknown step") << -1 << "";
+    }
+    void saveProject() {
+        QFETCH(int, zoomIndex);
+        QFETCH(QString, zoomFactor);
+        const ProjectRecord record{"Corvane", "7425MQDTCA", "jlink", "JTAG", "8000", "100", "/fw/ä.elf"};
+        CommonCfg::SetRecord(record);
+        CommonCfg::SetFpsIndex(CommonCfg::FpsList().indexOf(40));
+        CommonCfg::SetZoomIndex(zoomIndex);
+        QObject table;
+        table.setProperty("projectRows",
+                          QVariantList{QVariantMap{{"name", "a"},
+                                                   {"address", "20000000"},
+                                                   {"type", "int"},
+                                                   {"rgb", QVariant::fromValue<uint>(0xff00ff00u)}},
+                                       QVariantMap{{"name", "b"}, {"rgb", "blue"}}});
+        CommonCfg::SetVarTable(&table);
+        QTemporaryDir dir;
+        const QString path = dir.filePath("p.tidewatch");
+        CommonCfg::SaveProject(path);
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray text = file.readAll();
+        QVERIFY(text.contains("{\n    \"VarList\": [\n")); // indented, keys in alphabetical order
+        QVERIFY(text.contains("\"fps\": \"40\",\n"));
+        QCOMPARE(QJsonDocument::fromJson(text).object().value("ZoomFactor").toString(), zoomFactor);
+        QCOMPARE(
+            QJsonDocument::fromJson(text)["VarList"].toArray(),
+            QJsonArray({QJsonObject{
+                            {"name", "a"}, {"address", "20000000"}, {"type", "int"}, {"color", "0xff00ff00"}},
+                        QJsonObject{{"name", "b"}, {"address", ""}, {"type", ""}, {"color", "Qt::red"}}}));
+        CommonCfg::ResetForTests();
+        CommonCfg::LoadProject(path);
+        const ProjectRecord loaded = CommonCfg::Record();
+        QCOMPARE(QStringList({loaded.manufacturer, loaded.device, loaded.debugTool, loaded.debugInterface,
+                              loaded.rate, loaded.interval, loaded.elf}),
+                 QStringList({record.manufacturer, record.device, record.debugTool, record.debugInterface,
+                              record.rate, record.interval, record.elf}));
+        QCOMPARE(
+            QString("%1 %2 %3").arg(CommonCfg::Fps()).arg(CommonCfg::Interval()).arg(CommonCfg::ZoomIndex()),
+            QString("40 100 %1").arg(zoomIndex));
+        CommonCfg::SetVarTable(nullptr);
+        CommonCfg::SaveProject(path); // without a table the list is empty
+        QVERIFY(file.seek(0));
+        QCOMPARE(QJsonDocument::fromJson(file.readAll())["VarList"].toArray(), QJsonArray());
+    }
+
     // zoom index | step in microseconds | label
     void timeBase_data() {
         Row::Column();
         QTest::newRow("first") << "0 | 10 | 10us/Div";
         QTest::newRow("default") << QString::number(CommonCfg::DefaultZoomIndex()) + " | 20000 | 20ms/Div";
         QTest::newRow("last") << "22 | 200000000 | 200s/Div";
-        QTest::newRow("past the end") << "23 | 0 | ";
-        QTest::newRow("unknown step of a loaded project") << "-1 | 0 | ";
+        QTest::newRow("past the end") << "23 | 500000 | ";
+        QTest::newRow("unknown step of a loaded project") << "-1 | 500000 | ";
     }
     void timeBase() {
         const QStringList f = Row::Fields();

@@ -6,6 +6,7 @@
 #include "GetData.h"
 #include "HssSession.h"
 #include "MemoryWrite.h"
+#include "Row.h"
 #include "SamplingTestKit.h"
 #include "WatchList.h"
 
@@ -56,41 +57,35 @@ private slots:
     void fpsChangeTakesEffect();
 };
 
+// Server ("none": nothing listens; "silent": accepts, says nothing) | variables | address of the first |
+// start failure | connections made
 void AcquisitionTest::startRefused_data() {
-    QTest::addColumn<QString>("server"); // "none": nothing listens; "silent": accepts, says nothing
-    QTest::addColumn<int>("variables");
-    QTest::addColumn<QString>("address"); // of the first variable
-    QTest::addColumn<int>("failure");
-    QTest::addColumn<int>("connections");
-    QTest::newRow("empty selection") << "fine" << 0 << "20000000" << 0 << 0;
-    QTest::newRow("address above 32 bits") << "fine" << 2 << "100000000" << 0 << 0;
-    QTest::newRow("no server") << "none" << 1 << "20000000" << 2 << 0;
-    QTest::newRow("silent server") << "silent" << 1 << "20000000" << 2 << 1;
+    Row::Column();
+    QTest::newRow("empty selection") << "fine | 0 | 20000000 | 0 | 0";
+    QTest::newRow("address above 32 bits") << "fine | 2 | 100000000 | 0 | 0";
+    QTest::newRow("no server") << "none | 1 | 20000000 | 2 | 0";
+    QTest::newRow("silent server") << "silent | 1 | 20000000 | 2 | 1";
 }
 
 void AcquisitionTest::startRefused() {
-    QFETCH(QString, server);
-    QFETCH(int, variables);
-    QFETCH(QString, address);
-    QFETCH(int, failure);
-    QFETCH(int, connections);
+    const QStringList f = Row::Fields();
     auto fake = std::make_unique<FakeGdbServer>();
-    fake->setHandler(
-        [&](const std::string&, FakeGdbServer::Reply& r) { return r.silent = server == "silent"; });
+    const bool silent = f[0] == "silent";
+    fake->setHandler([silent](const std::string&, FakeGdbServer::Reply& r) { return r.silent = silent; });
     setSamplingTarget("127.0.0.1", fake->port());
-    if (server == "none")
+    if (f[0] == "none")
         fake.reset();
-    QVector<VarParser::VarDes> list = vars(variables);
+    QVector<VarParser::VarDes> list = vars(f[1].toInt());
     if (!list.isEmpty())
-        list[0].address = address;
+        list[0].address = f[2];
     QElapsedTimer clock;
     clock.start();
     QCOMPARE(startSampling(list), -1);
     QVERIFY(clock.elapsed() < 2500); // a silent server holds the start for at most two seconds
-    QCOMPARE(samplingStartFailure(), failure);
+    QCOMPARE(samplingStartFailure(), f[3].toInt());
     QVERIFY(!samplingRunning());
     if (fake)
-        QCOMPARE(fake->connections(), connections);
+        QCOMPARE(fake->connections(), f[4].toInt());
 }
 
 void AcquisitionTest::watchListFromDescriptors() {
@@ -102,13 +97,10 @@ void AcquisitionTest::watchListFromDescriptors() {
     QCOMPARE(startSampling(list), 0);
     const WatchList& w = watchList();
     QCOMPARE(w.count, 5);
-    QCOMPARE(w.address[1], 0x20000010u);
-    QCOMPARE(w.address[4], 0x80000000u);
-    QCOMPARE(w.typeCode[0], 1);
-    QCOMPARE(w.typeCode[1], 0);
-    QCOMPARE(w.typeCode[2], 2);
-    QCOMPARE(w.typeCode[3], 6); // a short is sign-extended from 16 bits
-    QCOMPARE(w.typeCode[4], 3);
+    QCOMPARE(QVector<uint32_t>(w.address, w.address + 5),
+             (QVector<uint32_t>{0x20000000, 0x20000010, 0x20000020, 0x20000030, 0x80000000}));
+    // int, char, float, short (sign-extended from 16 bits), double
+    QCOMPARE(QVector<int>(w.typeCode, w.typeCode + 5), (QVector<int>{1, 0, 2, 6, 3}));
     QCOMPARE(w.size[4], 8u);
     QCOMPARE(w.scale[2], 1.0f);
     QCOMPARE(w.name[3], QString("v3"));
@@ -139,22 +131,22 @@ void AcquisitionTest::stopStartCycles() {
     QCOMPARE(threadCount(), threads);
 }
 
+// Fault | the session's end code (0: still running at the stop)
 void AcquisitionTest::faults_data() {
-    QTest::addColumn<QString>("fault");
-    QTest::addColumn<int>("code"); // the session's end code; 0 when it is still running at the stop
-    QTest::newRow("silent mid-reply") << "hang-mid-data" << 0;
-    QTest::newRow("closes mid raw data") << "close-mid-data" << 3;
-    QTest::newRow("stray bytes") << "stray" << 3;
-    QTest::newRow("count above 10000") << "huge" << 3;
-    QTest::newRow("E01 to a write, sampling goes on") << "error-write" << 0;
-    QTest::newRow("no answer to a write") << "deaf-write" << 3;
-    QTest::newRow("silent to the stop packet") << "deaf-stop" << 0;
-    QTest::newRow("15 empty reads, then a new session") << "empty" << 4;
+    Row::Column();
+    QTest::newRow("silent mid-reply") << "hang-mid-data | 0";
+    QTest::newRow("closes mid raw data") << "close-mid-data | 3";
+    QTest::newRow("stray bytes") << "stray | 3";
+    QTest::newRow("count above 10000") << "huge | 3";
+    QTest::newRow("E01 to a write, sampling goes on") << "error-write | 0";
+    QTest::newRow("no answer to a write") << "deaf-write | 3";
+    QTest::newRow("silent to the stop packet") << "deaf-stop | 0";
+    QTest::newRow("15 empty reads, then a new session") << "empty | 4";
 }
 
 void AcquisitionTest::faults() {
-    QFETCH(QString, fault);
-    QFETCH(int, code);
+    const QString fault = Row::Fields()[0];
+    const int code = Row::Fields()[1].toInt();
     FakeGdbServer server;
     setSamplingTarget("127.0.0.1", server.port());
     auto reads = std::make_shared<std::atomic<int>>(0);

@@ -1,10 +1,9 @@
-// Framing, request parsing, the sample ring, the fault list and the memory map of the simulated target.
+// Framing, request parsing, the sample ring and the fault list of the simulated target.
 #include "FaultPlan.h"
 #include "HssRequest.h"
 #include "Row.h"
 #include "RspFraming.h"
 #include "SampleRing.h"
-#include "TargetMemoryMap.h"
 
 #include <QtTest>
 
@@ -29,22 +28,21 @@ private slots:
     // Bytes received, split over two reads at every place, give the same events; a packet's frame is
     // what the server sends for its payload.
     void framing_data() {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<QByteArray>("events");
-        QTest::newRow("empty packet") << QByteArray("$#00") << QByteArray("packet()");
-        QTest::newRow("stop") << QByteArray("$qSeggerHSS:Stop#9c") << QByteArray("packet(qSeggerHSS:Stop)");
-        QTest::newRow("checksum wraps past 256") << QByteArray("$zzzz#e8") << QByteArray("packet(zzzz)");
-        QTest::newRow("uppercase checksum") << QByteArray("$zzzz#E8") << QByteArray("packet(zzzz)");
-        QTest::newRow("acks around") << QByteArray("+$g#67+") << QByteArray("ack packet(g) ack");
-        QTest::newRow("nack, interrupt") << QByteArray("-\x03") << QByteArray("nack break");
-        QTest::newRow("bad checksum") << QByteArray("$g#68") << QByteArray("bad");
-        QTest::newRow("checksum not hex") << QByteArray("$g#6z$g#67") << QByteArray("bad packet(g)");
-        QTest::newRow("line noise skipped") << QByteArray("\r\nxx$?#3f") << QByteArray("packet(?)");
-        QTest::newRow("escape undone") << QByteArray("$X}\x03#d8") << QByteArray("packet(X#)");
+        Row::Column(); // bytes (percent escapes) | events
+        QTest::newRow("empty packet") << "$#00 | packet()";
+        QTest::newRow("stop") << "$qSeggerHSS:Stop#9c | packet(qSeggerHSS:Stop)";
+        QTest::newRow("checksum wraps past 256") << "$zzzz#e8 | packet(zzzz)";
+        QTest::newRow("uppercase checksum") << "$zzzz#E8 | packet(zzzz)";
+        QTest::newRow("acks around") << "+$g#67+ | ack packet(g) ack";
+        QTest::newRow("nack, interrupt") << "-%03 | nack break";
+        QTest::newRow("bad checksum") << "$g#68 | bad";
+        QTest::newRow("checksum not hex") << "$g#6z$g#67 | bad packet(g)";
+        QTest::newRow("line noise skipped") << "%0D%0Axx$?#3f | packet(?)";
+        QTest::newRow("escape undone") << "$X}%03#d8 | packet(X#)";
     }
     void framing() {
-        QFETCH(QByteArray, bytes);
-        QFETCH(QByteArray, events);
+        const QByteArray bytes = QByteArray::fromPercentEncoding(Row::Fields()[0].toLatin1());
+        const QByteArray events = Row::Fields()[1].toLatin1();
         for (int cut = 0; cut <= bytes.size(); ++cut)
             QCOMPARE(Parse({bytes.left(cut), bytes.mid(cut)}), events);
         if (events.startsWith("packet(") && events.count('(') == 1 && bytes.startsWith('$') &&
@@ -90,32 +88,26 @@ private slots:
         }
     }
 
-    // Rounds of pushes and takes on a ring of 1-byte records; record i holds i.
+    // Ring capacity (1-byte records, record i holds i) | pushes, then the most to take, per round |
+    // all records taken, in hex | records dropped
     void ring_data() {
-        QTest::addColumn<int>("capacity");
-        QTest::addColumn<QList<int>>("rounds"); // pushes, then the most to take, per round
-        QTest::addColumn<QByteArray>("taken");  // all records taken, in hex
-        QTest::addColumn<int>("dropped");
-        QTest::newRow("order kept across the wrap")
-            << 4 << QList<int>{3, 2, 3, 10, 3, 2} << QByteArray("0001020304050607") << 0;
-        QTest::newRow("full: the newest are dropped") << 3 << QList<int>{5, 100} << QByteArray("000102") << 2;
-        QTest::newRow("room again after a take") << 2 << QList<int>{3, 1, 2, 9} << QByteArray("000103") << 2;
+        Row::Column();
+        QTest::newRow("order kept across the wrap") << "4 | 3 2 3 10 3 2 | 0001020304050607 | 0";
+        QTest::newRow("full: the newest are dropped") << "3 | 5 100 | 000102 | 2";
+        QTest::newRow("room again after a take") << "2 | 3 1 2 9 | 000103 | 2";
     }
     void ring() {
-        QFETCH(int, capacity);
-        QFETCH(QList<int>, rounds);
-        QFETCH(QByteArray, taken);
-        QFETCH(int, dropped);
-        SampleRing ring(1, capacity);
+        const QStringList f = Row::Fields(), rounds = f[1].split(' ');
+        SampleRing ring(1, f[0].toInt());
         unsigned char next = 0;
         QByteArray out;
         for (int i = 0; i < rounds.size(); i += 2) {
-            for (int n = 0; n < rounds[i]; ++n, ++next)
+            for (int n = 0; n < rounds[i].toInt(); ++n, ++next)
                 ring.Push(&next);
-            ring.Take(rounds[i + 1], out);
+            ring.Take(rounds[i + 1].toInt(), out);
         }
-        QCOMPARE(out.toHex(), taken);
-        QCOMPARE(ring.Dropped(), std::uint64_t(dropped));
+        QCOMPARE(out.toHex(), f[2].toLatin1());
+        QCOMPARE(ring.Dropped(), f[3].toULongLong());
     }
 
     // --fault values | what the plan holds, empty when refused
@@ -149,34 +141,6 @@ private slots:
                          .arg(plan.nackWrites)
                          .arg(plan.errorWrites),
                      f[1]);
-    }
-
-    // RAM size | address | length | offset in the RAM file; -1: not mapped
-    void memoryMap_data() {
-        Row::Column();
-        QTest::newRow("RAM start") << "8000000 | 80000000 | 4 | 0";
-        QTest::newRow("RAM last byte") << "8000000 | 87ffffff | 1 | 7ffffff";
-        QTest::newRow("RAM end crossed") << "8000000 | 87fffffe | 4 | -1";
-        QTest::newRow("below RAM") << "8000000 | 7ffffffc | 4 | -1";
-        QTest::newRow("a global in the window") << "8000000 | 2000003c | 4 | 40003c";
-        QTest::newRow("window last byte") << "8000000 | 203fffff | 1 | 7fffff";
-        QTest::newRow("window end crossed") << "8000000 | 203ffffe | 4 | -1";
-        QTest::newRow("into the window from below") << "8000000 | 1ffffffe | 4 | -1";
-        QTest::newRow("timer") << "8000000 | 0200bff8 | 8 | -1";
-        QTest::newRow("length wraps") << "8000000 | 80000010 | fffffffffffffff8 | -1";
-        QTest::newRow("address wraps") << "8000000 | fffffffffffffffc | 8 | -1";
-        QTest::newRow("small RAM, window unbacked") << "100000 | 20000000 | 4 | -1";
-        QTest::newRow("window half backed") << "500000 | 200ffffc | 4 | 4ffffc";
-        QTest::newRow("window past the backing") << "500000 | 200ffffe | 4 | -1";
-    }
-    void memoryMap() {
-        const QStringList f = Row::Fields();
-        const qlonglong offset = f[3].toLongLong(nullptr, 16);
-        std::uint64_t actual = 0xdead; // untouched on refusal
-        QCOMPARE(TargetMemoryMap(f[0].toULongLong(nullptr, 16))
-                     .ToOffset(f[1].toULongLong(nullptr, 16), f[2].toULongLong(nullptr, 16), &actual),
-                 offset >= 0);
-        QCOMPARE(qlonglong(actual), offset >= 0 ? offset : 0xdead);
     }
 };
 

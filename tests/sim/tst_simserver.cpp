@@ -73,7 +73,8 @@ private slots:
         Row::Column(); // fault | steps, separated by " ; "
         QTest::newRow("reads in RAM")
             << " | m80000100,4 => 78563412 ; m80000104,5 => a500000001 ; m807fffff,1 => 00 ; "
-               "m7ffffffc,4 => E01 ; m807ffffe,4 => E01 ; m80000100 => E01";
+               "m7ffffffc,4 => E01 ; m807ffffe,4 => E01 ; m80000100 => E01 ; mfffffffffffffffc,8 => E01 ; "
+               "m80000010,fffffffffffffff8 => E01";
         QTest::newRow("reads in the data window")
             << " | m20000010,4 => 0df0ad0b ; m80400010,4 => 0df0ad0b ; m203fffff,1 => 00 ; m20400000,4 => "
                "E01 ; "

@@ -92,11 +92,6 @@ std::string FakeGdbServer::rawReceived() const {
     return m_raw;
 }
 
-std::map<uint32_t, uint8_t> FakeGdbServer::memory() const {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    return m_memory;
-}
-
 std::string FakeGdbServer::frame(const std::string& payload) {
     unsigned sum = 0;
     for (unsigned char c : payload)
@@ -250,11 +245,6 @@ void FakeGdbServer::builtIn(const std::string& command, Reply& reply) {
             reply.chunks.push_back(data);
         return;
     } else if (startsWith(command, "M")) {
-        const size_t colon = command.find(':');
-        const std::vector<uint64_t> f = hexFields(command.substr(1, colon - 1));
-        for (uint32_t i = 0; f.size() == 2 && i < f[1] && colon + 2 * i + 2 < command.size() + 1; ++i)
-            m_memory[static_cast<uint32_t>(f[0] + i)] =
-                static_cast<uint8_t>(std::strtoul(command.substr(colon + 1 + 2 * i, 2).c_str(), nullptr, 16));
         payload = "OK";
     }
     reply.chunks.push_back(frame(payload));

@@ -4,7 +4,6 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -12,7 +11,7 @@
 
 // A scriptable GDB server on loopback for protocol tests. It accepts one connection at a time,
 // acknowledges each packet and answers from a handler. By default it behaves like a target with
-// high-speed sampling: it keeps a little memory, answers Start/Read/Stop and streams sample records
+// high-speed sampling: it answers Start/Read/Stop and streams sample records
 // from a generator after each read reply.
 class FakeGdbServer {
 public:
@@ -62,8 +61,6 @@ public:
     int countCommands(const std::string& prefix) const;
     uint32_t readsServed() const { return m_reads.load(); }
     int connections() const { return m_connections.load(); }
-    // Memory as written by "M" packets.
-    std::map<uint32_t, uint8_t> memory() const;
     // The client's "+" acknowledgements.
     int acksReceived() const { return m_acks.load(); }
 
@@ -89,7 +86,6 @@ private:
     mutable std::condition_variable m_cv;
     std::vector<std::string> m_commands;
     std::string m_raw;
-    std::map<uint32_t, uint8_t> m_memory;
     Handler m_handler;
     SampleSource m_source;
 

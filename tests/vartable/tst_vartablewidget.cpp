@@ -10,9 +10,13 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QColorDialog>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QLabel>
 #include <QMenu>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTimer>
 #include <QtTest>
 
@@ -247,6 +251,27 @@ private slots:
         QCOMPARE(offered.rgb(), palette.at(1).rgb());
         QCOMPARE(Swatch(row(1)), QColor(0x12, 0x34, 0x56).rgb());
         QCOMPARE(shown.count(), 1);
+    }
+
+    // The project file lists the rows in row order with their colours; loading one keeps the rows.
+    void projectFile() {
+        QVERIFY(LoadCatalogue(kMixed));
+        select({"set_point", "speed"});
+        QTemporaryDir dir;
+        const QString path = dir.filePath("p.tidewatch");
+        CommonCfg::SaveProject(path);
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QStringList listed;
+        for (const QJsonValue& v : QJsonDocument::fromJson(file.readAll())["VarList"].toArray())
+            listed << QStringList{v["name"].toString(), v["address"].toString(), v["type"].toString(),
+                                  v["color"].toString()}
+                          .join(' ');
+        QCOMPARE(listed,
+                 QStringList({"set_point 20000010 float 0xff00ff00", "speed 20000018 int 0xffff0000"}));
+        select({"duty"});
+        CommonCfg::LoadProject(path);
+        QCOMPARE(ColumnTexts(*m_table, "Name"), QStringList{"duty"});
     }
 
     void rowMenuPlusRowAndLock() {

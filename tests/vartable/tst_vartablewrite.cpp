@@ -28,8 +28,6 @@ private slots:
     void typedValue_data() {
         Row::Column();
         QTest::newRow("int") << "int | 1234 | return | M20000040,4:d2040000";
-        QTest::newRow("int negative") << "int | -2 | return | M20000040,4:feffffff";
-        QTest::newRow("float takes the integer") << "float | 3 | return | M20000040,4:03000000";
         QTest::newRow("unsigned char") << "unsigned char | 200 | return | M20000040,4:c8000000";
         QTest::newRow("focus lost") << "int | 5 | focus out | ";
         QTest::newRow("keypad Enter") << "int | 5 | enter | ";

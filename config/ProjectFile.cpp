@@ -1,0 +1,120 @@
+// The project file: one JSON object with the project record, the frame rate, the time-base step and,
+// for the record only, the rows of the variable table.
+#include "CommonCfg.h"
+#include "TimeBase.h"
+
+#include <QDebug>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTextStream>
+#include <QVariant>
+#include <cstdio>
+
+namespace {
+
+// A row colour as "0x" and lower-case hex, or "Qt::red" when the colour is not an unsigned number.
+QString ColorText(const QVariant& rgb) {
+    bool ok = false;
+    const uint value = rgb.toUInt(&ok);
+    return ok ? QStringLiteral("0x") + QString::number(value, 16) : QStringLiteral("Qt::red");
+}
+
+QJsonArray VarListOf(const QObject* table) {
+    QJsonArray list;
+    if (table == nullptr)
+        return list;
+    for (const QVariant& entry : table->property("projectRows").toList()) {
+        const QVariantMap row = entry.toMap();
+        list.append(QJsonObject{{"name", row.value("name").toString()},
+                                {"address", row.value("address").toString()},
+                                {"type", row.value("type").toString()},
+                                {"color", ColorText(row.value("rgb"))}});
+    }
+    return list;
+}
+
+} // namespace
+
+int CommonCfg::ApplyIntervalText(const QString& text, QString* message) {
+    bool ok = false;
+    const int us = text.trimmed().toInt(&ok);
+    if (!ok || us < MinInterval() || us > MaxInterval()) {
+        if (message != nullptr)
+            *message = QStringLiteral("Sampling interval \"%1\" refused: give %2 to %3 us")
+                           .arg(text)
+                           .arg(MinInterval())
+                           .arg(MaxInterval());
+        return -1;
+    }
+    SetInterval(us);
+    return 0;
+}
+
+void CommonCfg::SaveProject(const QString& path) {
+    QFile file(path);
+    // The writer reports nothing: an unopenable file simply stays unwritten.
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        return;
+    const ProjectRecord r = Record();
+    // Zoom index -1 (a loaded project named an unknown step) gives an empty label.
+    const QJsonObject root{{"manufacturer", r.manufacturer},
+                           {"device", r.device},
+                           {"debugTool", r.debugTool},
+                           {"debugInterface", r.debugInterface},
+                           {"rate", r.rate},
+                           {"interval", r.interval},
+                           {"elf", r.elf},
+                           {"fps", QString::number(Fps())},
+                           {"ZoomFactor", CurrentStepLabel()},
+                           {"VarList", VarListOf(VarTable())}};
+    QTextStream out(&file);
+    out.setCodec("UTF-8");
+    out << QJsonDocument(root).toJson(QJsonDocument::Indented);
+    out.flush();
+    file.close();
+}
+
+void CommonCfg::LoadProject(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        std::printf("Can't Open project\n");
+        std::fflush(stdout);
+        return;
+    }
+    const QByteArray text = file.readAll();
+    file.close();
+    QJsonParseError error;
+    const QJsonDocument doc = QJsonDocument::fromJson(text, &error);
+    if (error.error != QJsonParseError::NoError) {
+        qDebug() << "Open Json Fail";
+        return;
+    }
+    if (!doc.isObject()) {
+        qDebug() << "Incorrect file";
+        return;
+    }
+    const QJsonObject root = doc.object();
+    ProjectRecord r;
+    r.manufacturer = root.value("manufacturer").toString();
+    r.device = root.value("device").toString();
+    r.debugTool = root.value("debugTool").toString();
+    r.debugInterface = root.value("debugInterface").toString();
+    r.rate = root.value("rate").toString();
+    r.interval = root.value("interval").toString();
+    r.elf = root.value("elf").toString();
+    SetRecord(r);
+
+    QString refused;
+    if (ApplyIntervalText(r.interval, &refused) != 0) {
+        std::printf("%s\n", qPrintable(refused));
+        std::fflush(stdout);
+    }
+    // An unknown rate keeps the current one (SetFpsIndex refuses -1).
+    bool ok = false;
+    const uint fps = root.value("fps").toString().toUInt(&ok, 10);
+    SetFpsIndex(ok ? FpsList().indexOf(static_cast<int>(fps)) : -1);
+    SetZoomIndex(TimeBase::IndexOfLabel(root.value("ZoomFactor").toString()));
+    // "VarList" is written for the record only; the variable table stays as it is.
+}
