@@ -1,0 +1,179 @@
+// The program's whole workflow in real windows, driven by input events: the project dialog with the
+// simulated target, the extractor, the symbol selection, Start, live curves and values, a typed value
+// written into the firmware, Stop, scrolling back, Save As and Open, Stop/Start at random moments, and
+// the autosave at exit. Plus the "c" option's six fields.
+#include "ChartWidget.h"
+#include "CommandLineConfig.h"
+#include "CommonCfg.h"
+#include "DataSource.h"
+#include "MainWindow.h"
+#include "PopDialog.h"
+#include "ProjectDialog.h"
+#include "Row.h"
+#include "ScreenShot.h"
+#include "SelectSymbolsDlg.h"
+#include "TaskManage.h"
+#include "ValueLineEdit.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QFileDialog>
+#include <QLineEdit>
+#include <QRandomGenerator>
+#include <QScrollBar>
+#include <QTemporaryDir>
+#include <QToolBar>
+#include <QTreeWidget>
+#include <QtCharts/QValueAxis>
+#include <QtTest>
+
+namespace {
+const QStringList kWatched = {"amplitude", "follower", "loop_counter"};
+
+void Click(QWidget* widget) {
+    QVERIFY(widget != nullptr && widget->isEnabled());
+    QTest::mouseClick(widget, Qt::LeftButton);
+}
+
+// Answers the next modal file dialog with this file name.
+void AnswerFileDialog(const QString& path) {
+    QTimer::singleShot(200, [path] {
+        auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+        QVERIFY(dialog != nullptr);
+        dialog->selectFile(path);
+        dialog->accept();
+    });
+}
+} // namespace
+
+class MainWindowTest : public QObject {
+    Q_OBJECT
+    MainWindow* m_window = nullptr;
+
+    QWidget* ToolButton(QAction* action) const { return m_window->findChild<QToolBar*>("toolBar")->widgetForAction(action); }
+    double Newest(const QString& name) const {
+        const QList<VarTableWidget::LineItem*>& rows = m_window->Table()->LineItems();
+        for (int i = 0; i < rows.size(); ++i)
+            if (rows[i]->varDes->name == name && !m_window->Chart()->GetDataSource()->Points().value(i).isEmpty())
+                return m_window->Chart()->GetDataSource()->Points()[i].last().y();
+        return qQNaN();
+    }
+
+private slots:
+    // The "c" value | the store afterwards: manufacturer, device, tool flag, JTAG flag, speed, ELF ("-": refused)
+    void commandLine_data() {
+        Row::Column();
+        QTest::newRow("J-Link, SWD") << "corvane 7425MQDTCA jlink swd 4000 /fw/app.elf | Corvane 7425MQDTCA 0 0 4000 /fw/app.elf";
+        QTest::newRow("capital C is the other maker") << "Corvane X my-jlink SWD 12x /a.elf | Pellonar X 0 0 0 /a.elf";
+        QTest::newRow("openocd, JTAG") << "corvane X openocd jtag 1000 /a.elf | Corvane X 1 1 1000 /a.elf";
+        QTest::newRow("simulator") << "corvane X tidewatch-sim swd 4000 /a.elf | Corvane X 2 0 4000 /a.elf";
+        QTest::newRow("empty field kept") << "corvane  jlink swd 4000 /a.elf | Corvane  0 0 4000 /a.elf";
+        QTest::newRow("five fields refused") << "corvane X jlink swd 4000 | -";
+    }
+    void commandLine() {
+        CommonCfg::ResetForTests();
+        const QStringList f = Row::Fields();
+        QString message;
+        QCOMPARE(ApplyCommandLineConfig({f[0], "second value ignored"}, &message), f[1] != "-");
+        QCOMPARE(CommonCfg::OptionsMode(), f[1] != "-");
+        if (f[1] == "-")
+            return QVERIFY(message.contains("six fields") && CommonCfg::ElfPath().isEmpty());
+        QCOMPARE(QStringList({CommonCfg::Manufacturer(), CommonCfg::Device(), QString::number(CommonCfg::IsOpenocdProbe()),
+                              QString::number(CommonCfg::IsJtag()), QString::number(CommonCfg::ConnectRate()),
+                              CommonCfg::ElfPath()})
+                     .join(' '),
+                 f[1]);
+        QCOMPARE(CommonCfg::Record().debugTool, f[0].section(' ', 2, 2));
+    }
+
+    void workflow() {
+        if (QStandardPaths::findExecutable("qemu-system-riscv32").isEmpty() || TaskManage::ServerAnswers(3333))
+            QSKIP("needs qemu-system-riscv32 and a free port 3333");
+        CommonCfg::ResetForTests();
+        CommonCfg::InitStartup(QCoreApplication::applicationDirPath());
+        QFile::remove(MainWindow::AutosavePath());
+        QTemporaryDir dir;
+        m_window = new MainWindow;
+        m_window->show();
+        PopDialog pop(m_window); // opens the project dialog, as at start
+        ProjectDialog* project = m_window->GetProjectDialog();
+        QVERIFY(QTest::qWaitForWindowExposed(project));
+        auto* tool = project->findChild<QComboBox*>("dbgToolCBox");
+        tool->setFocus();
+        QTest::keyClick(tool, Qt::Key_End); // the simulator is the last tool
+        QCOMPARE(tool->currentText(), QString("Simulator (tidewatch-sim)"));
+        for (const auto& [name, text] : {std::pair{"fileEdit", TIDEWATCH_DEMO_ELF}, {"sampleInterval", "1000"}}) {
+            auto* edit = project->findChild<QLineEdit*>(name);
+            edit->selectAll();
+            QTest::keyClicks(edit, text);
+        }
+        ScreenShot::Save(project, "workflow-1-project");
+        // The selection dialog comes up inside OK: tick the watched variables there and press its OK.
+        QTimer ticker;
+        connect(&ticker, &QTimer::timeout, [this, &ticker] {
+            SelectSymbolsDlg* symbols = m_window->SymbolsDialog();
+            if (!symbols->isVisible())
+                return;
+            ticker.stop();
+            for (QTreeWidgetItemIterator it(symbols->Tree()); *it != nullptr; ++it)
+                if (kWatched.contains((*it)->text(0)))
+                    Click(symbols->Tree()->itemWidget(*it, symbols->Tree()->columnCount() - 1));
+            ScreenShot::Save(symbols, "workflow-2-symbols");
+            Click(symbols->ButtonBox()->button(QDialogButtonBox::Ok));
+        });
+        ticker.start(50);
+        Click(project->findChild<QDialogButtonBox*>("buttonBox")->button(QDialogButtonBox::Ok));
+        QCOMPARE(m_window->Table()->LineItems().size(), kWatched.size());
+        QVERIFY(TaskManage::ServerAnswers(3333)); // the launcher started tidewatch-sim
+
+        Click(ToolButton(m_window->StartAction()));
+        QTRY_VERIFY_WITH_TIMEOUT(Newest("loop_counter") > 0 && Newest("amplitude") == 1000, 20000);
+        QTRY_VERIFY(!m_window->Table()->LineItems()[0]->valueEdit->text().isEmpty());
+        ScreenShot::Save(m_window, "workflow-3-live");
+        ValueLineEdit* amplitude = m_window->Table()->LineItems()[0]->valueEdit;
+        QCOMPARE(m_window->Table()->LineItems()[0]->varDes->name, QString("amplitude"));
+        Click(amplitude);
+        amplitude->selectAll();
+        QTest::keyClicks(amplitude, "2500");
+        QTest::keyClick(amplitude, Qt::Key_Return);
+        QTRY_COMPARE_WITH_TIMEOUT(Newest("amplitude"), 2500.0, 10000);
+        Click(ToolButton(m_window->StopAction()));
+        QVERIFY(m_window->StartAction()->isEnabled() && !m_window->StopAction()->isEnabled());
+
+        // Scrolling back over what the queue kept.
+        QScrollBar* scroll = m_window->Chart()->ScrollBar();
+        QTRY_VERIFY(scroll->isVisible() && scroll->maximum() > scroll->minimum());
+        scroll->setFocus();
+        QTest::keyClick(scroll, Qt::Key_Home);
+        QCOMPARE(qint64(m_window->Chart()->AxisX()->min()), qint64(scroll->minimum()));
+        ScreenShot::Save(m_window, "workflow-4-scrolled");
+
+        const QString saved = dir.filePath("p.tidewatch");
+        AnswerFileDialog(saved);
+        QMetaObject::invokeMethod(m_window, "SaveAs");
+        const int zoom = m_window->ZoomBox()->currentIndex();
+        m_window->ZoomBox()->setCurrentIndex(zoom + 2);
+        AnswerFileDialog(saved);
+        QMetaObject::invokeMethod(m_window, "OpenProject");
+        QCOMPARE(m_window->ZoomBox()->currentIndex(), zoom);
+
+        // Stop/Start at random moments through the buttons: each answers within a second.
+        QRandomGenerator rng(20261123);
+        for (int cycle = 0; cycle < 20; ++cycle) {
+            QElapsedTimer clock;
+            clock.start();
+            Click(ToolButton(m_window->StartAction()));
+            QTest::qWait(rng.bounded(300)); // a random moment into the run, not a wait for an event
+            Click(ToolButton(m_window->StopAction()));
+            QVERIFY2(clock.elapsed() < 1000 + 300, qPrintable(QString("cycle %1").arg(cycle)));
+            QVERIFY(m_window->StartAction()->isEnabled());
+        }
+        delete m_window;
+        QVERIFY(QFile::exists(MainWindow::AutosavePath()));
+        QTRY_VERIFY_WITH_TIMEOUT(!TaskManage::ServerAnswers(3333), 5000); // its simulator ended with it
+    }
+};
+
+QTEST_MAIN(MainWindowTest)
+#include "tst_mainwindow.moc"
