@@ -57,12 +57,9 @@ const char* const kLeaves[] = {"g_counter | unsigned int | unsigned int | unsign
                                "g_ushort | unsigned short | unsigned short | unsigned | 2 2 0",
                                "g_long | long long | int | signed | 8 4 0",
                                "g_ulong | unsigned long long | unsigned int | unsigned | 8 4 0",
-                               "g_float | float | float | float | 4 4 0",
-                               "g_double | double | double | float | 8 8 0",
                                "g_ldouble | long double | long double | float | 16 16 0",
                                "g_flag | _Bool | _Bool | unsigned | 1 1 0",
                                "g_ptr | pointer | pointer | unsigned | 8 4 0",
-                               "g_handler | pointer | pointer | unsigned | 8 4 0",
                                "g_color | enum color | enum color | unsigned | 4 4 0",
                                "g_mode | enum tw_mode_t | enum tw_mode_t | unsigned | 4 4 0",
                                "sample_step::calls | int | int | signed | 4 4 0",
@@ -72,8 +69,7 @@ const char* const kLeaves[] = {"g_counter | unsigned int | unsigned int | unsign
                                "g_sensor.raw.bytes[3] | unsigned char | unsigned char | unsigned | 1 1 35",
                                "g_sensor.hi | unsigned short | unsigned short | unsigned | 2 2 38",
                                "g_matrix[1][2] | int | int | signed | 4 4 20",
-                               "g_name[7] | char | char | signed unsigned | 1 1 7",
-                               "other_buffer[15] | unsigned char | unsigned char | unsigned | 1 1 15"};
+                               "g_name[7] | char | char | signed unsigned | 1 1 7"};
 
 const QString kFixtures = QStringLiteral(FIXTURE_DIR "/");
 const QString kExtractor = QStringLiteral(EXTRACTOR_PATH);

@@ -22,16 +22,12 @@ inline void SelectByName(VarTableWidget& table, const QStringList& names) {
     }
 }
 
-// A catalogue of n int variables "v0".."v<n-1>" at 0x20000000 + 4 i; their names.
-inline bool LoadNumbered(int n) {
-    QStringList vars;
-    for (int i = 0; i < n; ++i)
-        vars << QString("v%1:%2:int").arg(i).arg(0x20000000 + 4 * i, 0, 16);
-    return LoadCatalogue("vars.c=" + vars.join(','));
-}
-inline QStringList Numbered(int n) {
-    QStringList names;
-    for (int i = 0; i < n; ++i)
+// Loads a catalogue of n int variables "v0".."v<n-1>" at 0x20000000 + 4 i; their names (none on failure).
+inline QStringList LoadNumbered(int n) {
+    QStringList vars, names;
+    for (int i = 0; i < n; ++i) {
         names << QString("v%1").arg(i);
-    return names;
+        vars << QString("v%1:%2:int").arg(i).arg(0x20000000 + 4 * i, 0, 16);
+    }
+    return LoadCatalogue("vars.c=" + vars.join(',')) ? names : QStringList();
 }
