@@ -32,7 +32,7 @@ QMap<QString, QStringList> CommonCfg::DeviceMap() {
 }
 
 QStringList CommonCfg::DebugTools() {
-    return {"openocd(Brightloom-Trace)", "jlink"};
+    return {"openocd(Brightloom-Trace)", "jlink", "Simulator (tidewatch-sim)"};
 }
 
 QStringList CommonCfg::DebugInterfaces() {
@@ -40,9 +40,9 @@ QStringList CommonCfg::DebugInterfaces() {
 }
 
 int CommonCfg::DebugToolFlag(int index) {
-    // The openocd probe is flagged 1, the J-Link 0.
-    static const int flags[] = {1, 0};
-    return (index < 0 || index >= 2) ? -1 : flags[index];
+    // The openocd probe is flagged 1, the J-Link 0, the simulated target 2.
+    static const int flags[] = {1, 0, 2};
+    return (index < 0 || index >= 3) ? -1 : flags[index];
 }
 
 int CommonCfg::DebugInterfaceFlag(int index) {

@@ -33,6 +33,7 @@ public:
     static void SetManufacturer(const QString& v) { s_manufacturer = v; }
     static QString Device() { return s_device; }
     static void SetDevice(const QString& v) { s_device = v; }
+    // Debug tool flag: 1 the openocd probe, 0 the J-Link, 2 the simulated target (tidewatch-sim).
     static int IsOpenocdProbe() { return s_openocdProbe; }
     static void SetOpenocdProbe(int v) { s_openocdProbe = v; }
     static int IsJtag() { return s_jtag; }

@@ -1,5 +1,9 @@
 #include "Platform.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
 #include <cstring>
 
 #ifdef _WIN32
@@ -35,12 +39,50 @@ QString ExtractorFallbackPath() {
     return QStringLiteral("D:\\readelf_variables.exe");
 }
 
-QStringList KillByImageCommand(const QString& baseName) {
-    return {"taskkill", "/im", ExecutableName(baseName), "/f"};
+QChar DirSeparator() {
+    return QLatin1Char('\\');
 }
 
-QStringList ListProcessesCommand(const QString& baseName) {
-    return {"tasklist", "/fi", "imagename eq " + ExecutableName(baseName)};
+QStringList SearchPath() {
+    return qEnvironmentVariable("Path").split(';', Qt::SkipEmptyParts);
+}
+
+QStringList GdbNames() {
+    return {QStringLiteral("riscv32-unknown-elf-gdb.exe")};
+}
+
+QString GdbFolderMarker() {
+    return QStringLiteral("cc_riscv32_musl_fp_win");
+}
+
+QString IdeGdbPath(const QString& home) {
+    return home + "\\.quorinkit\\compiler_tool_chain\\Windows\\cc_riscv32_musl_fp_win\\bin\\"
+                  "riscv32-unknown-elf-gdb.exe";
+}
+
+QString JLinkServerName() {
+    return QStringLiteral("JLinkGDBServerCL.exe");
+}
+
+QString IdeOpenocdPath(const QString& ideFolder) {
+    return ideFolder + "\\core\\qx_openocd\\bin\\openocd.exe";
+}
+
+// tasklist cuts image names to 25 characters; its "PID" header tells a listing from an error.
+bool IsImageRunning(const QString& imageName) {
+    QProcess tasklist;
+    tasklist.start(QStringLiteral("tasklist"), QStringList());
+    tasklist.waitForFinished(30000);
+    const QString listing = QString::fromLocal8Bit(tasklist.readAllStandardOutput());
+    return listing.contains(QStringLiteral("PID")) && listing.contains(imageName.left(25));
+}
+
+void EndDebugProcesses(const QList<QProcess*>&) {
+    for (const QString image :
+         {QStringLiteral("openocd.exe"), QStringLiteral("riscv32-unknown-elf-gdb.exe")}) {
+        if (IsImageRunning(image))
+            QProcess::execute(QStringLiteral("taskkill"), {"/im", image, "/f"});
+    }
 }
 
 void* AllocateZeroedBlock(std::size_t bytes) {
@@ -73,12 +115,91 @@ QString ExtractorFallbackPath() {
     return QStringLiteral("/usr/local/bin/readelf_variables");
 }
 
-QStringList KillByImageCommand(const QString& baseName) {
-    return {"pkill", "-KILL", "-x", baseName};
+QChar DirSeparator() {
+    return QLatin1Char('/');
 }
 
-QStringList ListProcessesCommand(const QString& baseName) {
-    return {"pgrep", "-l", "-x", baseName};
+QStringList SearchPath() {
+    return qEnvironmentVariable("PATH").split(':', Qt::SkipEmptyParts);
+}
+
+QStringList GdbNames() {
+    return {"riscv32-unknown-elf-gdb", "riscv64-unknown-elf-gdb", "gdb-multiarch"};
+}
+
+QString GdbFolderMarker() {
+    return QString();
+}
+
+QString IdeGdbPath(const QString&) {
+    return QString();
+}
+
+QString JLinkServerName() {
+    return QStringLiteral("JLinkGDBServerCLExe");
+}
+
+QString IdeOpenocdPath(const QString&) {
+    return QString();
+}
+
+namespace {
+
+QString BaseName(const QByteArray& path) {
+    return QFileInfo(QString::fromLocal8Bit(path)).fileName();
+}
+
+// Whether /proc/<pid> is a live process of this user running the named program. The kernel keeps
+// only 15 characters of a name; a longer one is confirmed by the program file or, for a script, by
+// the script named in the command line.
+bool RunsImage(const QString& pid, const QString& imageName) {
+    const QString dir = "/proc/" + pid;
+    if (QFileInfo(dir).ownerId() != ::getuid())
+        return false;
+    QFile statFile(dir + "/stat");
+    if (!statFile.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray stat = statFile.readAll();
+    const int open = stat.indexOf('('), close = stat.lastIndexOf(')');
+    if (open < 0 || close < open || stat.mid(close + 2, 1) == "Z")
+        return false;
+    if (QString::fromLocal8Bit(stat.mid(open + 1, close - open - 1)) != imageName.left(15))
+        return false;
+    if (imageName.size() <= 15)
+        return true;
+    if (BaseName(QFile::symLinkTarget(dir + "/exe").toLocal8Bit()) == imageName)
+        return true;
+    QFile cmdline(dir + "/cmdline");
+    if (!cmdline.open(QIODevice::ReadOnly))
+        return false;
+    const QList<QByteArray> argv = cmdline.readAll().split('\0');
+    return BaseName(argv.value(0)) == imageName || BaseName(argv.value(1)) == imageName;
+}
+
+} // namespace
+
+bool IsImageRunning(const QString& imageName) {
+    const QStringList pids = QDir("/proc").entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    for (const QString& pid : pids) {
+        bool number = false;
+        pid.toInt(&number);
+        if (number && RunsImage(pid, imageName))
+            return true;
+    }
+    return false;
+}
+
+// Asked to stop first, so that a server can end its own children (tidewatch-sim its emulator).
+void EndDebugProcesses(const QList<QProcess*>& started) {
+    for (QProcess* process : started)
+        if (process->state() != QProcess::NotRunning)
+            process->terminate();
+    for (QProcess* process : started) {
+        if (process->state() != QProcess::NotRunning && !process->waitForFinished(5000)) {
+            process->kill();
+            process->waitForFinished(5000);
+        }
+    }
 }
 
 void* AllocateZeroedBlock(std::size_t bytes) {

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <QList>
 #include <QString>
 #include <QStringList>
 #include <cstddef>
+
+class QProcess;
 
 // The one place where Windows and Linux differ. Everything else calls these.
 namespace Platform {
@@ -19,10 +22,27 @@ QString ExtractorPath(const QString& programDir);
 // The fixed place where the extractor is looked for when it is not beside the program.
 QString ExtractorFallbackPath();
 
-// Program and arguments that end every process with the given image name.
-QStringList KillByImageCommand(const QString& baseName);
-// Program and arguments that list running processes so their output contains the image name.
-QStringList ListProcessesCommand(const QString& baseName);
+// Debug tools: where they are looked for, whether they run, and how they are ended.
+// Separator of the paths given to and found for the debug tools.
+QChar DirSeparator();
+// Folders of the program search path ("Path" split at ";" on Windows, PATH split at ":" on Linux).
+QStringList SearchPath();
+// File names of gdb looked for on the search path, best first.
+QStringList GdbNames();
+// Text a search-path folder must hold to be looked at for gdb; empty: every folder.
+QString GdbFolderMarker();
+// The IDE's own gdb under the user's home folder; empty where the IDE ships none.
+QString IdeGdbPath(const QString& home);
+// File name of the J-Link GDB server.
+QString JLinkServerName();
+// The IDE's openocd under the IDE folder; empty where openocd is looked for on the search path.
+QString IdeOpenocdPath(const QString& ideFolder);
+// True when a process of this user runs the program with this file name (tasklist on Windows,
+// /proc on Linux).
+bool IsImageRunning(const QString& imageName);
+// Ends the debug server and gdb at exit. Windows: every openocd and gdb by image name, as the IDE's
+// tools run there. Linux: only the processes given, which this program started.
+void EndDebugProcesses(const QList<QProcess*>& started);
 
 // A large block of zeroed memory that lives as long as the process; null when it cannot be had.
 void* AllocateZeroedBlock(std::size_t bytes);

@@ -9,7 +9,7 @@
 #include <QFileInfo>
 #include <QProcess>
 
-bool RunExtractor(const QString& elfPath) {
+bool RunExtractor(const QString& elfPath, QString* reason) {
     const QString programDir = QCoreApplication::applicationDirPath();
     // Never destroyed: an extractor still running after the wait is left to finish.
     QProcess* process = new QProcess();
@@ -28,13 +28,13 @@ bool RunExtractor(const QString& elfPath) {
     if (!process->waitForStarted(30000)) {
         if (ShowErrorBox(QStringLiteral("Create Proc fail")))
             return false;
-    } else {
-        process->waitForFinished(30000);
+    } else if (process->waitForFinished(30000) && reason != nullptr) {
+        *reason = QString::fromLocal8Bit(process->readAllStandardError()).trimmed();
     }
     return true;
 }
 
-bool LoadSymbolFile() {
+bool LoadSymbolFile(const QString& reason) {
     const QString path = QDir::currentPath() + "/elf.json";
     const QFileInfo info(path);
     if (info.exists() && info.isFile()) {
@@ -44,12 +44,13 @@ bool LoadSymbolFile() {
         parser->Parse(path);
         return true;
     }
-    ShowErrorBox(QStringLiteral("file not found!!"));
+    ShowErrorBox(QStringLiteral("file not found!!"), reason);
     return false;
 }
 
 bool RunExtractorAndLoad(const QString& elfPath) {
-    if (!RunExtractor(elfPath))
+    QString reason;
+    if (!RunExtractor(elfPath, &reason))
         return false;
-    return LoadSymbolFile();
+    return LoadSymbolFile(reason);
 }

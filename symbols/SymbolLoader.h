@@ -7,10 +7,11 @@
 
 // Runs the extractor found beside the program (or at the fixed fallback place) with the ELF path as
 // its one argument, in the current directory, and waits for it (at most 30 s to start and 30 s to
-// finish). True when it was started.
-bool RunExtractor(const QString& elfPath);
-// Hands "elf.json" of the current directory to the registered catalogue; shows "file not found!!"
-// and returns false when there is none.
-bool LoadSymbolFile();
-// RunExtractor, then LoadSymbolFile when the run started.
+// finish). True when it was started. What the extractor printed on its error output (why it made no
+// list) goes to reason.
+bool RunExtractor(const QString& elfPath, QString* reason = nullptr);
+// Hands "elf.json" of the current directory to the registered catalogue; shows "file not found!!",
+// with the reason as its detail, and returns false when there is none.
+bool LoadSymbolFile(const QString& reason = QString());
+// RunExtractor, then LoadSymbolFile with the extractor's reason when the run started.
 bool RunExtractorAndLoad(const QString& elfPath);

@@ -65,7 +65,8 @@ private slots:
         QTest::newRow("models in the map") << CommonCfg::DeviceMap().value("Corvane").size() << 3;
         QTest::newRow("openocd probe")
             << CommonCfg::DebugToolFlag(CommonCfg::DebugTools().indexOf("jlink") - 1) << 1;
-        QTest::newRow("tool past the end") << CommonCfg::DebugToolFlag(2) << -1;
+        QTest::newRow("simulator") << CommonCfg::DebugToolFlag(2) << 2;
+        QTest::newRow("tool past the end") << CommonCfg::DebugToolFlag(3) << -1;
         QTest::newRow("negative tool") << CommonCfg::DebugToolFlag(-1) << -1;
         QTest::newRow("JTAG") << CommonCfg::DebugInterfaceFlag(CommonCfg::DebugInterfaces().indexOf("JTAG"))
                               << 1;

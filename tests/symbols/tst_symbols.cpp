@@ -88,7 +88,7 @@ private slots:
     void init() {
         VarParser::ResetForTests();
         m_shown.clear();
-        SetErrorBoxStandIn([this](const QString& text) {
+        SetErrorBoxStandIn([this](const QString& text, const QString&) {
             m_shown << text;
             return true;
         });

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "ProjectDialogForm.h"
+
+#include <QDialog>
+#include <QString>
+
+// Where the user sets up a project: target device, debug tool, interface and probe speed, sampling
+// interval (or rate) and the firmware's ELF file. "New Config" starts from the autosave file,
+// "Options" from the current settings (CommonCfg's Options-mode flag chooses, once, at construction).
+// OK stores the choices, runs the symbol extractor and has the debug server started.
+class ProjectDialog : public QDialog {
+    Q_OBJECT
+public:
+    explicit ProjectDialog(QWidget* parent = nullptr);
+
+    // The symbol extractor on the ELF field's file; and that followed by loading its list.
+    bool RunExtractor();
+    bool RunExtractorAndLoad();
+
+    // Ends the debug server and gdb at exit.
+    static void EndDebugServer();
+
+public slots:
+    // The rate from the interval the user typed, and the interval from the rate.
+    void SetSampleFreq();
+    void SetSampleInterval();
+    void UpdateDeviceList(const QString& manufactor);
+    // The ELF chooser.
+    void open() override;
+    void accept() override;
+
+private:
+    void SetUpNewConfig();
+    void SetUpOptions();
+
+    ProjectDialogForm m_ui;
+    const qint32 m_usPerSecond = 1000000;
+    const qint32 m_minInterval = 10;
+    const qint32 m_maxInterval = 1000000;
+    quint32 m_interval = 0; // last interval parsed from the interval field
+    QString m_browsePath;
+};
