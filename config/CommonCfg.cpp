@@ -22,6 +22,7 @@ QObject* CommonCfg::s_varTable = nullptr;
 bool CommonCfg::s_chartRefresh = true;
 // The chart starts with its fewest ticks, 10, hence 9 divisions.
 int CommonCfg::s_chartDivisions = 9;
+bool CommonCfg::s_wheelLock = false;
 QString CommonCfg::s_logPath;
 
 QMap<QString, QStringList> CommonCfg::DeviceMap() {
@@ -155,5 +156,6 @@ void CommonCfg::ResetForTests() {
     s_varTable = nullptr;
     s_chartRefresh = true;
     s_chartDivisions = 9;
+    s_wheelLock = false;
     s_logPath.clear();
 }

@@ -78,6 +78,9 @@ public:
     // Chart-refresh flag: while false the data source keeps its points but leaves the curves alone.
     static bool ChartRefresh() { return s_chartRefresh; }
     static void SetChartRefresh(bool on) { s_chartRefresh = on; }
+    // Wheel lock: while set, the chart view ignores the mouse wheel.
+    static bool WheelLock() { return s_wheelLock; }
+    static void SetWheelLock(bool on) { s_wheelLock = on; }
     // Divisions of the time axis (its tick count - 1), set by the chart widget from its width.
     static int ChartDivisions() { return s_chartDivisions; }
     static void SetChartDivisions(int divisions) { s_chartDivisions = divisions; }
@@ -141,5 +144,6 @@ private:
     static QObject* s_varTable;
     static bool s_chartRefresh;
     static int s_chartDivisions;
+    static bool s_wheelLock;
     static QString s_logPath;
 };

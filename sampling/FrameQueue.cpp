@@ -101,6 +101,16 @@ int FrameQueue::popForDisplay(SampleFrame& out, uint32_t skip) {
     return 1;
 }
 
+int FrameQueue::frameAt(uint32_t position, SampleFrame& out) {
+    Lock lock(m_mutex);
+    if (!lock.ok)
+        return -1;
+    if (m_storage == nullptr)
+        return 0;
+    out = m_storage[(m_historyRead.load() + position % kQueueCapacity) % kQueueCapacity];
+    return 1;
+}
+
 uint32_t FrameQueue::displaySize() const {
     return distance(m_displayRead.load(), m_write.load());
 }

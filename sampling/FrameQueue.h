@@ -29,6 +29,10 @@ public:
     // and moves the cursor past it. 1 when a frame was copied out, 0 when empty, -1 on a lock failure.
     int popForDisplay(SampleFrame& out, uint32_t skip);
 
+    // Copies the frame `position` places after the oldest kept one (the history cursor), counting
+    // round the ring. 1 when copied, 0 without storage, -1 on a lock failure.
+    int frameAt(uint32_t position, SampleFrame& out);
+
     uint32_t displaySize() const;
     uint32_t historySize() const;
     bool displayEmpty() const;

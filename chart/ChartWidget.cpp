@@ -1,0 +1,394 @@
+#include "ChartWidget.h"
+
+#include "CommonCfg.h"
+#include "DataSource.h"
+#include "FrameQueue.h"
+#include "VarChartView.h"
+
+#include <QBrush>
+#include <QCheckBox>
+#include <QDebug>
+#include <QGraphicsRectItem>
+#include <QGraphicsSimpleTextItem>
+#include <QLabel>
+#include <QMouseEvent>
+#include <QPen>
+#include <QScrollBar>
+#include <QVBoxLayout>
+#include <algorithm>
+#include <cmath>
+
+using QtCharts::QAbstractSeries;
+using QtCharts::QChart;
+using QtCharts::QLineSeries;
+using QtCharts::QValueAxis;
+
+namespace {
+
+// The colour of a row as its colour cell keeps it.
+QColor RowColor(const VarTableWidget::LineItem* item) {
+    return QColor::fromRgb(static_cast<QRgb>(item->colorLabel->property("rgb").toInt()));
+}
+
+QLabel* OverlayLabel(QWidget* parent, QPoint pos, const QString& text) {
+    auto* label = new QLabel(text, parent);
+    QPalette palette = label->palette();
+    palette.setBrush(QPalette::WindowText, QBrush(Qt::yellow));
+    label->setPalette(palette);
+    label->move(pos);
+    label->adjustSize();
+    label->raise();
+    label->show();
+    return label;
+}
+
+// Sample times on the chart are the low 32 bits of the accumulated time, read as a signed number.
+qint64 ChartTime(uint64_t time) {
+    return static_cast<int32_t>(static_cast<uint32_t>(time));
+}
+
+} // namespace
+
+ChartWidget::ChartWidget(QWidget* parent) : QWidget(parent) {
+    chart = new QChart;
+    axisX = new QValueAxis;
+    axisY = new QValueAxis;
+    cursorLine = new QLineSeries;
+    dataSource = new DataSource(this);
+    tooltip = new QGraphicsRectItem(chart);
+    tooltip->setBrush(QColor(0, 0, 0, 200));
+    tooltip->setPen(QPen(Qt::yellow));
+    tooltip->setZValue(20);
+    tooltipText = new QGraphicsSimpleTextItem(tooltip);
+    tooltipText->setBrush(Qt::white);
+    tooltip->hide();
+    connect(dataSource, &DataSource::SetXBegin, this, &ChartWidget::SetScrollBegin, Qt::UniqueConnection);
+    InitChartView();
+}
+
+ChartWidget::~ChartWidget() = default;
+
+void ChartWidget::InitChartView() {
+    chart->setTheme(QChart::ChartThemeDark);
+    chart->setBackgroundBrush(QBrush(Qt::black));
+    chart->legend()->hide();
+
+    ResizeWidth(0);
+    axisX->setLabelFormat("%u");
+    axisY->setTickCount(CommonCfg::ValueAxisTicks());
+    axisY->setLabelsVisible(false);
+    chart->addAxis(axisX, Qt::AlignBottom);
+    chart->addAxis(axisY, Qt::AlignLeft);
+
+    xSpan =
+        static_cast<quint64>(axisX->tickCount() - 1) * static_cast<quint64>(CommonCfg::CurrentStepValue());
+    CommonCfg::SetChartDivisions(axisX->tickCount() - 1);
+    InitXRange();
+    axisY->setRange(-yHalfRange, yHalfRange);
+
+    container = new QWidget(this);
+    auto* box = new QVBoxLayout(container);
+    box->setContentsMargins(0, 0, 0, 0);
+    view = new VarChartView(chart, container);
+    scrollBar = new QScrollBar(Qt::Horizontal, container);
+    view->setAccessibleName(tr("Curves"));
+    scrollBar->setAccessibleName(tr("Time scroll"));
+    box->addWidget(view, viewStretch);
+    box->addWidget(scrollBar, viewStretch);
+    scrollBar->hide();
+    connect(scrollBar, &QScrollBar::valueChanged, this, &ChartWidget::ScrollValueChanged);
+    auto* outer = new QVBoxLayout(this);
+    outer->setContentsMargins(0, 0, 0, 0);
+    outer->addWidget(container);
+
+    // The first label shows the frame rate, the second the time per division the curves use.
+    fpsLabel = OverlayLabel(view, fpsLabelPos, QString());
+    stepLabel = OverlayLabel(view, stepLabelPos, CommonCfg::CurrentStepLabel());
+    dataSource->SetFpsLabel(fpsLabel);
+
+    cursorLine->setColor(Qt::yellow);
+    QPen pen(Qt::yellow);
+    pen.setCapStyle(Qt::SquareCap);
+    cursorLine->setPen(pen);
+    chart->addSeries(cursorLine);
+    cursorLine->attachAxis(axisX);
+    cursorLine->hide();
+
+    connect(dataSource, &DataSource::SetXRange, this, &ChartWidget::SetXRangeWithCheck);
+    connect(dataSource, &DataSource::SetYRange, this, &ChartWidget::SetYRange);
+    connect(dataSource, &DataSource::SetXBegin, this, &ChartWidget::SetScrollBegin, Qt::UniqueConnection);
+    connect(view, &VarChartView::MouseAxisXChanged, this, &ChartWidget::ShowTooltip);
+    connect(view, &VarChartView::MouseLeave, this, &ChartWidget::HideToolTip);
+    connect(view, &VarChartView::AxisXRangedChanged, this, &ChartWidget::AxisXRangeChanged);
+    // Queued: the main window's own handler of the zoom sets the shared step first.
+    connect(view, &VarChartView::ZoomChanged, this, &ChartWidget::ShowStep, Qt::QueuedConnection);
+    connect(this, &ChartWidget::GetDataFromQueue, dataSource, &DataSource::UpdateDataByScroll);
+}
+
+void ChartWidget::ShowStep() {
+    stepLabel->setText(CommonCfg::CurrentStepLabel());
+    stepLabel->adjustSize();
+}
+
+void ChartWidget::ResizeWidth(int width) {
+    const int ticks = std::max(std::min(width / pixelsPerTick, CommonCfg::MaxTimeTicks()), minTicks);
+    axisX->setTickCount(ticks);
+    CommonCfg::SetChartDivisions(ticks - 1);
+    axisX->setMax(axisX->min() + static_cast<double>(ticks - 1) * CommonCfg::CurrentStepValue());
+    if (stepLabel != nullptr)
+        ShowStep();
+}
+
+void ChartWidget::ReplaceSeries(const QList<QLineSeries*>& series) {
+    seriesList = series;
+    QList<QAbstractSeries*> drawn;
+    for (QLineSeries* s : series)
+        drawn << s;
+    dataSource->SetSeries(drawn);
+}
+
+void ChartWidget::ReInitChartShow(QList<VarTableWidget::LineItem*>& lineItems) {
+    for (QLineSeries* s : qAsConst(seriesList)) {
+        chart->removeSeries(s);
+        delete s;
+    }
+    QList<QLineSeries*> fresh;
+    for (const VarTableWidget::LineItem* item : lineItems) {
+        auto* series = new QLineSeries;
+        series->setPen(QPen(RowColor(item)));
+        series->setUseOpenGL(true);
+        chart->addSeries(series);
+        series->attachAxis(axisX);
+        series->attachAxis(axisY);
+        fresh << series;
+    }
+    rows = lineItems;
+    ReplaceSeries(fresh);
+}
+
+void ChartWidget::ChartShowChanged(QList<VarTableWidget::LineItem*>& lineItems) {
+    if (lineItems.size() != seriesList.size()) {
+        qDebug() << "line count and series count not match";
+        return;
+    }
+    rows = lineItems;
+    for (int i = 0; i < seriesList.size(); ++i) {
+        seriesList[i]->setVisible(lineItems[i]->showChkBox->isChecked());
+        seriesList[i]->setColor(RowColor(lineItems[i]));
+    }
+}
+
+void ChartWidget::RemoveSeriesByIdx(int index) {
+    if (index < 0 || index >= seriesList.size())
+        return;
+    QList<QLineSeries*> kept = seriesList;
+    QLineSeries* series = kept.takeAt(index);
+    series->hide();
+    chart->removeSeries(series);
+    delete series;
+    if (index < rows.size())
+        rows.removeAt(index);
+    ReplaceSeries(kept);
+}
+
+void ChartWidget::InitXRange() {
+    axisX->setRange(0, static_cast<double>(xSpan));
+    left = 0;
+    right = static_cast<qint64>(xSpan);
+}
+
+void ChartWidget::SetXRange(double leftUs, double rightUs) {
+    axisX->setRange(leftUs, rightUs);
+    MoveCursor();
+    left = static_cast<qint64>(leftUs);
+    right = static_cast<qint64>(rightUs);
+    if (!scrollHidden)
+        InitScroll(scrollStart, left, right - left);
+}
+
+void ChartWidget::SetXRangeWithCheck(double leftUs, double rightUs) {
+    if (!std::isfinite(leftUs) || !std::isfinite(rightUs))
+        return;
+    chart->setTitle("Total Time " + TotalTimeText(rightUs));
+    if (rightUs > axisX->max())
+        SetXRange(leftUs, rightUs);
+}
+
+void ChartWidget::SetYRange(double min, double max) {
+    axisY->setRange(min, max);
+}
+
+void ChartWidget::AxisXRangeChanged(qint64 leftUs, qint64 rightUs) {
+    if (rightUs < leftUs)
+        return;
+    scrollBar->setSingleStep(static_cast<int>((rightUs - leftUs) / 10));
+    scrollBar->setPageStep(static_cast<int>(rightUs - leftUs));
+}
+
+void ChartWidget::InitScroll(qint64 min, qint64 max, qint64 step) {
+    scrollBar->setMinimum(static_cast<int>(min));
+    scrollBar->setMaximum(static_cast<int>(max));
+    scrollBar->setSingleStep(static_cast<int>(step / 10));
+    scrollBar->setPageStep(static_cast<int>(step));
+    scrollBar->setValue(static_cast<int>(max));
+    qDebug() << "InitScroll min = " << min << "max " << max << " step " << step;
+}
+
+void ChartWidget::ScrollValueChanged(int value) {
+    qDebug() << "ScrollValueChanged value " << value << " step =" << scrollBar->pageStep();
+    axisX->setRange(value, static_cast<double>(value) + scrollBar->pageStep());
+    emit GetDataFromQueue();
+}
+
+void ChartWidget::SetScrollBegin(int begin) {
+    qDebug() << "SetScrollBegin";
+    scrollStart = begin;
+    InitScroll(begin, right, right - left);
+}
+
+void ChartWidget::ResetXRangeByQueueSize() {
+    FrameQueue& queue = FrameQueue::instance();
+    const uint32_t count = queue.historySize();
+    SampleFrame frame{};
+    queue.frameAt(0, frame);
+    scrollStart = ChartTime(frame.time);
+    queue.frameAt(count == 0 ? kQueueCapacity - 1 : count - 1, frame);
+    right = ChartTime(frame.time);
+    const qint64 step = static_cast<qint64>(CommonCfg::CurrentStepValue()) * CommonCfg::ChartDivisions();
+    qDebug() << "Reset Xrange by last  Data"
+             << " begin = " << scrollStart << " max = " << right << " step " << step;
+    InitScroll(scrollStart, right > step ? right - step : 0, step);
+}
+
+void ChartWidget::HiddenScroll(bool hidden) {
+    scrollBar->setVisible(!hidden);
+    scrollHidden = hidden;
+}
+
+qint64 ChartWidget::AxisXAt(const QPointF& viewPos) const {
+    const qint64 x = qRound64(view->ValueAt(viewPos).x());
+    return std::max(qRound64(axisX->min()), std::min(x, qRound64(axisX->max())));
+}
+
+void ChartWidget::ReDrawLineX(QPointF& point) {
+    const qint64 x = AxisXAt(point);
+    cursorLine->replace(QVector<QPointF>{QPointF(x, -yHalfRange), QPointF(x, yHalfRange)});
+    cursorLine->show();
+    cursorX = static_cast<double>(x);
+}
+
+int ChartWidget::SampleIndexOf(qint64 time) const {
+    const QVector<QVector<QPointF>> points = dataSource->Points();
+    if (points.isEmpty())
+        return -1;
+    const QVector<QPointF>& first = points.first();
+    const auto it = std::lower_bound(first.begin(), first.end(), static_cast<double>(time),
+                                     [](const QPointF& p, double t) { return p.x() < t; });
+    return it != first.end() && it->x() == static_cast<double>(time) ? static_cast<int>(it - first.begin())
+                                                                     : -1;
+}
+
+void ChartWidget::ShowTooltip(QMouseEvent* event) {
+    if (event != nullptr)
+        ShowTooltipAt(event->localPos());
+}
+
+void ChartWidget::ShowTooltipAt(const QPointF& viewPos) {
+    if (tooltipsHidden) {
+        cursorLine->hide();
+        return;
+    }
+    mousePoint = QPointF(qRound(viewPos.x()), qRound(viewPos.y()));
+    ReDrawLineX(mousePoint);
+    const qint64 time = AxisXAt(mousePoint);
+    const int index = seriesList.isEmpty() ? -1 : SampleIndexOf(time);
+    if (index < 0) {
+        tooltip->hide();
+        return;
+    }
+    const QVector<QVector<QPointF>> points = dataSource->Points();
+    tooltipItems.clear();
+    for (int i = 0; i < rows.size() && i < points.size(); ++i) {
+        const VarTableWidget::LineItem* row = rows[i];
+        if (row->showChkBox->isChecked() && index < points[i].size())
+            tooltipItems.append(
+                {row->varDes != nullptr ? row->varDes->name : QString(), points[i][index].y()});
+    }
+    QString text = QString("time: %1").arg(time);
+    for (const auto& item : qAsConst(tooltipItems))
+        text += QString("\n%1: %2").arg(item.first).arg(item.second);
+    tooltipText->setText(text);
+    tooltipText->setPos(4, 4);
+    tooltip->setRect(tooltipText->boundingRect().adjusted(0, 0, 8, 8));
+    tooltip->setPos(chart->mapFromScene(view->mapToScene(mousePoint.toPoint())) + QPointF(12, 12));
+    tooltip->show();
+}
+
+bool ChartWidget::TooltipVisible() const {
+    return tooltip->isVisible();
+}
+
+QString ChartWidget::TooltipText() const {
+    return tooltipText->text();
+}
+
+void ChartWidget::HideToolTip() {
+    if (tooltipsHidden || tooltip == nullptr)
+        return;
+    tooltip->hide();
+}
+
+void ChartWidget::SetToolTipsHidden(bool hidden) {
+    tooltipsHidden = hidden;
+}
+
+void ChartWidget::ToolTipsHidden() {
+    SetToolTipsHidden(true);
+    tooltip->hide();
+    cursorLine->hide();
+}
+
+void ChartWidget::TooltipsShow() {
+    SetToolTipsHidden(false);
+}
+
+void ChartWidget::MoveCursor() {
+    // The cursor stays at its place on the screen; the time under it and the tooltip follow the range.
+    if (!tooltipsHidden && cursorLine->isVisible())
+        ShowTooltipAt(mousePoint);
+}
+
+QString ChartWidget::TotalTimeText(double elapsedUs) {
+    quint64 t = 0;
+    constexpr double kTopBit = 9223372036854775808.0; // 2^63
+    if (!(elapsedUs > 0))
+        t = 0;
+    else if (elapsedUs >= 2 * kTopBit)
+        t = ~quint64(0);
+    else if (elapsedUs >= kTopBit)
+        t = static_cast<quint64>(elapsedUs - kTopBit) | (quint64(1) << 63);
+    else
+        t = static_cast<quint64>(elapsedUs);
+
+    const quint64 divisors[] = {86400000000ULL, 3600000000ULL, 60000000ULL, 1000000ULL, 1000ULL};
+    quint64 parts[6];
+    for (int i = 0; i < 5; ++i) {
+        parts[i] = t / divisors[i];
+        t %= divisors[i];
+    }
+    parts[5] = t;
+    const auto number = [](quint64 value, int width) {
+        return QString("%1").arg(value, width, numberBase, QChar('0'));
+    };
+    // From the largest non-zero of days, hours and minutes on, every unit is shown.
+    QString text;
+    const char* labels[] = {"d : ", "h : ", "m : "};
+    bool leading = true;
+    for (int i = 0; i < 3; ++i) {
+        if (leading && parts[i] == 0)
+            continue;
+        text += number(parts[i], leading || i == 0 ? 0 : 2) + labels[i];
+        leading = false;
+    }
+    return text + number(parts[3], 2) + "s : " + number(parts[4], 3) + "ms : " + number(parts[5], 3) + "us";
+}

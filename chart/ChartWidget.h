@@ -1,0 +1,124 @@
+#pragma once
+
+#include "VarTableWidget.h"
+
+#include <QList>
+#include <QPair>
+#include <QPointF>
+#include <QString>
+#include <QVector>
+#include <QWidget>
+#include <QtCharts/QChart>
+#include <QtCharts/QLineSeries>
+#include <QtCharts/QValueAxis>
+
+class DataSource;
+class QGraphicsRectItem;
+class QGraphicsSimpleTextItem;
+class QLabel;
+class QMouseEvent;
+class QScrollBar;
+class VarChartView;
+
+// The curve chart: time (X, microseconds) against the scaled values (Y), one line series per table
+// row, a vertical cursor line with a tooltip, a horizontal scroll bar over what the queue keeps and
+// the "Total Time " title. Owns the data source and, through it, the acquisition worker.
+class ChartWidget : public QWidget {
+    Q_OBJECT
+public:
+    explicit ChartWidget(QWidget* parent = nullptr);
+    ~ChartWidget() override;
+
+    DataSource* GetDataSource() const { return dataSource; }
+    VarChartView* View() const { return view; }
+    QtCharts::QChart* Chart() const { return chart; }
+    QtCharts::QValueAxis* AxisX() const { return axisX; }
+    QtCharts::QValueAxis* AxisY() const { return axisY; }
+    QScrollBar* ScrollBar() const { return scrollBar; }
+    QtCharts::QLineSeries* CursorLine() const { return cursorLine; }
+    const QList<QtCharts::QLineSeries*>& SeriesList() const { return seriesList; }
+    QLabel* FpsLabel() const { return fpsLabel; }
+    QLabel* StepLabel() const { return stepLabel; }
+    bool TooltipVisible() const;
+    QString TooltipText() const;
+    quint64 XSpan() const { return xSpan; }
+
+    // The text after "Total Time " for an elapsed time in microseconds.
+    static QString TotalTimeText(double elapsedUs);
+
+signals:
+    void GetDataFromQueue();
+
+public slots:
+    void ResizeWidth(int width);
+    void ReInitChartShow(QList<VarTableWidget::LineItem*>& lineItems);
+    void ChartShowChanged(QList<VarTableWidget::LineItem*>& lineItems);
+    void ReDrawLineX(QPointF& point);
+    void ScrollValueChanged(int value);
+    void SetScrollBegin(int begin);
+    void InitScroll(qint64 min, qint64 max, qint64 step);
+    void ToolTipsHidden();
+    void TooltipsShow();
+    void SetToolTipsHidden(bool hidden);
+    void InitXRange();
+    void RemoveSeriesByIdx(int index);
+    void ResetXRangeByQueueSize();
+    void ShowTooltip(QMouseEvent* event);
+    void HideToolTip();
+    void HiddenScroll(bool hidden);
+    void SetXRange(double left, double right);
+    // The X range of newly drawn data: the title follows the newest time; the view moves only once
+    // the data passes its right edge.
+    void SetXRangeWithCheck(double left, double right);
+    void SetYRange(double min, double max);
+    // Redraws the cursor line and the tooltip at the last mouse point (after the range moved).
+    void MoveCursor();
+    void AxisXRangeChanged(qint64 left, qint64 right);
+
+private:
+    void InitChartView();
+    // The second overlay label: the shared time per division.
+    void ShowStep();
+    // The one place the series list changes: the data source always draws into the current list.
+    void ReplaceSeries(const QList<QtCharts::QLineSeries*>& series);
+    void ShowTooltipAt(const QPointF& viewPos);
+    // The X value of a view position, rounded and kept within the axis.
+    qint64 AxisXAt(const QPointF& viewPos) const;
+    // Position of the sample with time `time` in the drawn data, or -1.
+    int SampleIndexOf(qint64 time) const;
+
+    // Layout settings.
+    const int pixelsPerTick = 100;
+    const int minTicks = 10;
+    const int viewStretch = 10;
+    const QPoint fpsLabelPos{20, 20};
+    const QPoint stepLabelPos{80, 20};
+    static constexpr int numberBase = 10;
+    const int yHalfRange = 3;
+    quint64 xSpan = 10000;
+
+    QtCharts::QChart* chart = nullptr;
+    QtCharts::QValueAxis* axisX = nullptr;
+    QtCharts::QValueAxis* axisY = nullptr;
+    VarChartView* view = nullptr;
+    QScrollBar* scrollBar = nullptr;
+    QWidget* container = nullptr;
+    QtCharts::QLineSeries* cursorLine = nullptr;
+    double cursorX = 0.0;
+    DataSource* dataSource = nullptr;
+    QList<QtCharts::QLineSeries*> seriesList;
+    QGraphicsRectItem* tooltip = nullptr;
+    QGraphicsSimpleTextItem* tooltipText = nullptr;
+    QPointF mousePoint;
+    bool scrollHidden = true;
+    qint64 scrollStart = 0;
+    qint64 left = 0;
+    qint64 right = 0;
+    bool tooltipsHidden = true;
+    QVector<QPair<QString, double>> tooltipItems;
+
+    QLabel* fpsLabel = nullptr;
+    QLabel* stepLabel = nullptr;
+    // The rows the series belong to (names and show boxes for the tooltip).
+    QList<VarTableWidget::LineItem*> rows;
+};
