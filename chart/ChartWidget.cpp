@@ -3,7 +3,6 @@
 #include "CommonCfg.h"
 #include "DataSource.h"
 #include "FrameQueue.h"
-#include "TimeBase.h"
 #include "VarChartView.h"
 
 #include <QBrush>
@@ -102,9 +101,9 @@ void ChartWidget::InitChartView() {
     outer->setContentsMargins(0, 0, 0, 0);
     outer->addWidget(container);
 
-    // The first label shows the frame rate, the second the view's time base.
+    // The first label shows the frame rate, the second the time per division the curves use.
     fpsLabel = OverlayLabel(view, fpsLabelPos, QString());
-    stepLabel = OverlayLabel(view, stepLabelPos, TimeBase::Labels().value(view->ZoomIndex()));
+    stepLabel = OverlayLabel(view, stepLabelPos, CommonCfg::CurrentStepLabel());
     dataSource->SetFpsLabel(fpsLabel);
 
     cursorLine->setColor(Qt::yellow);
@@ -121,11 +120,14 @@ void ChartWidget::InitChartView() {
     connect(view, &VarChartView::MouseAxisXChanged, this, &ChartWidget::ShowTooltip);
     connect(view, &VarChartView::MouseLeave, this, &ChartWidget::HideToolTip);
     connect(view, &VarChartView::AxisXRangedChanged, this, &ChartWidget::AxisXRangeChanged);
-    connect(view, &VarChartView::ZoomChanged, stepLabel, [this](int index) {
-        stepLabel->setText(TimeBase::Labels().value(index));
-        stepLabel->adjustSize();
-    });
+    // Queued: the main window's own handler of the zoom sets the shared step first.
+    connect(view, &VarChartView::ZoomChanged, this, &ChartWidget::ShowStep, Qt::QueuedConnection);
     connect(this, &ChartWidget::GetDataFromQueue, dataSource, &DataSource::UpdateDataByScroll);
+}
+
+void ChartWidget::ShowStep() {
+    stepLabel->setText(CommonCfg::CurrentStepLabel());
+    stepLabel->adjustSize();
 }
 
 void ChartWidget::ResizeWidth(int width) {
@@ -133,6 +135,8 @@ void ChartWidget::ResizeWidth(int width) {
     axisX->setTickCount(ticks);
     CommonCfg::SetChartDivisions(ticks - 1);
     axisX->setMax(axisX->min() + static_cast<double>(ticks - 1) * CommonCfg::CurrentStepValue());
+    if (stepLabel != nullptr)
+        ShowStep();
 }
 
 void ChartWidget::ReplaceSeries(const QList<QLineSeries*>& series) {

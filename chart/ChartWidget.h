@@ -77,6 +77,8 @@ public slots:
 
 private:
     void InitChartView();
+    // The second overlay label: the shared time per division.
+    void ShowStep();
     // The one place the series list changes: the data source always draws into the current list.
     void ReplaceSeries(const QList<QtCharts::QLineSeries*>& series);
     void ShowTooltipAt(const QPointF& viewPos);

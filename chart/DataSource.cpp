@@ -1,5 +1,6 @@
 #include "DataSource.h"
 
+#include "ColumnReduce.h"
 #include "CommonCfg.h"
 #include "DisplayMath.h"
 #include "FrameRate.h"
@@ -8,12 +9,51 @@
 #include "WatchList.h"
 
 #include <QDebug>
+#include <QGraphicsScene>
+#include <QGraphicsView>
 #include <QLabel>
 #include <QMetaObject>
+#include <QtCharts/QChart>
+#include <QtCharts/QValueAxis>
 #include <QtCharts/QXYSeries>
+#include <algorithm>
 
 using QtCharts::QAbstractSeries;
+using QtCharts::QChart;
+using QtCharts::QValueAxis;
 using QtCharts::QXYSeries;
+
+namespace {
+
+// The points a series draws: those of `all` that the plot can show apart, by pixel column of the
+// X range the view will have after this batch. `all` itself stays whole for the tooltip and table.
+QVector<QPointF> DrawnPoints(QXYSeries& series, const QVector<QPointF>& all) {
+    const QChart* chart = series.chart();
+    QValueAxis* axis = nullptr;
+    for (QtCharts::QAbstractAxis* a : series.attachedAxes())
+        if (a->orientation() == Qt::Horizontal)
+            axis = qobject_cast<QValueAxis*>(a);
+    if (chart == nullptr || axis == nullptr)
+        return all;
+    qreal ratio = 1.0;
+    if (chart->scene() != nullptr && !chart->scene()->views().isEmpty())
+        ratio = chart->scene()->views().first()->devicePixelRatioF();
+    const double columns = chart->plotArea().width() * ratio;
+    if (columns < 1 || all.size() <= 4 * columns)
+        return all;
+    double min = axis->min();
+    double max = axis->max();
+    // The view follows the newest data the way UpdateAllSeries and the chart move it.
+    const double right = all.last().x() + 1;
+    if (CommonCfg::RunFlag() == 0 && right > max) {
+        const double step = static_cast<double>(CommonCfg::CurrentStepValue()) * CommonCfg::ChartDivisions();
+        max = right;
+        min = std::max(all.first().x(), right - step);
+    }
+    return ColumnReduce::Reduce(all, min, (max - min) / columns);
+}
+
+} // namespace
 
 DataSource::DataSource(QObject* parent)
     : QObject(parent), yMax(DisplayMath::kYMaxStart), yMin(DisplayMath::kYMinStart) {
@@ -68,7 +108,7 @@ void DataSource::Update(QAbstractSeries* series, int seriesIndex) {
         ++updateIndex;
     if (points[seriesIndex].size() <= updateIndex)
         updateIndex = 0;
-    xy->replace(points[seriesIndex]);
+    xy->replace(DrawnPoints(*xy, points[seriesIndex]));
 }
 
 void DataSource::UpdateAllSeries() {

@@ -7,6 +7,7 @@
 #include <QResizeEvent>
 #include <QWheelEvent>
 #include <QtCharts/QValueAxis>
+#include <cmath>
 
 using QtCharts::QChart;
 using QtCharts::QValueAxis;
@@ -36,6 +37,8 @@ void VarChartView::ZoomAboutMouse(double factor) {
     if (axis == nullptr)
         return;
     const double x0 = ValueAt(QPointF(mouseX, mouseY)).x();
+    if (!std::isfinite(x0) || !(factor > 0))
+        return; // a chart not laid out yet has no values under the mouse
     const double min = axis->min();
     const double max = axis->max();
     const double d = (x0 - min) / factor;

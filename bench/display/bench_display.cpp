@@ -1,298 +1,299 @@
-// One display tick end to end, without a window: the drain of a full ring at the deepest time base
-// with 16 variables, the batch crossing from a worker thread, Display, and the replace into 16 line
-// series of a chart. Prints milliseconds per tick (median, p90) and the share of each stage, then
-// runs the real display worker at 60 ticks per second and reports what reached the chart.
-//   bench_display [--ticks N] [--seconds S]
+// The display in a real window (run it under Xvfb): the chart widget with 16 curves fed by the real
+// display worker at 60 ticks a second from a full 1,000,000-frame ring at the deepest time base,
+// while a stand-in reader keeps adding frames. The ring's frames are spread over the whole visible
+// span (9 divisions of 200 s, the most the 32-bit time base of the curves holds), so that every pixel
+// column of the plot has samples: the most the column reduction has to keep. The same window with 16
+// two-point curves is the ceiling of this chart on this machine. Prints the rate each case's "FPS: %0" label
+// shows, `ratio: X.XX` (full / ceiling), and the time from a sample's arrival in the ring to the end of the
+// first paint that draws it. Writes a picture of each case.
+//   xvfb-run -a -s "-screen 0 1280x800x24" bench_display [--seconds S] [--out DIR]
+#include "ChartWidget.h"
 #include "CommonCfg.h"
 #include "DataSource.h"
 #include "FrameQueue.h"
 #include "FrameRate.h"
 #include "GetData.h"
+#include "VarChartView.h"
 #include "WatchList.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QCommandLineParser>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
-#include <QThread>
+#include <QLabel>
+#include <QScreen>
 #include <QTimer>
-#include <QtCharts/QChart>
-#include <QtCharts/QLineSeries>
-#include <QtCharts/QValueAxis>
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <thread>
-
-using namespace QtCharts;
+#include <vector>
 
 namespace {
 
 constexpr int kVars = 16;
 constexpr uint32_t kFrames = 1000000;
-constexpr uint32_t kDeepestStep = 200000000; // "200s/Div", used as a frame count
+constexpr uint64_t kStepUs = 1800; // 1,000,000 frames over 9 x 200 s
+constexpr uint64_t kFramesPerSecond = 1000000 / kStepUs;
+constexpr uint64_t kMaxFed = 64 * kFramesPerSecond;
 
-double nowMs(const QElapsedTimer& clock) {
-    return clock.nsecsElapsed() / 1e6;
-}
+QElapsedTimer g_clock;
+// Arrival time in the ring (ns on g_clock) of frame kFrames + k; written before the frame is pushed.
+std::vector<qint64> g_arrival(kMaxFed, 0);
 
-// Frame number i of a session sampled every 20 us: 16 variables of mixed types, all moving.
-void makeFrame(uint64_t i, SampleFrame& frame) {
-    const WatchList& watch = watchList();
+// Frame number i: 16 variables of mixed types, all moving, with noise so each pixel column holds a
+// real spread of values.
+void MakeFrame(uint64_t i, SampleFrame& frame) {
     frame.count = kVars;
-    frame.time = 20ull * i;
+    frame.time = kStepUs * i;
     for (int v = 0; v < kVars; ++v) {
-        frame.typeCode[v] = watch.typeCode[v];
-        if (watch.typeCode[v] == 2) {
-            const float f = std::sin(i * 0.001f + v);
-            std::memcpy(&frame.value[v], &f, sizeof f);
-        } else {
-            frame.value[v] = (i + v) & (watch.typeCode[v] == 0 ? 0xff : 0xffff);
-        }
+        frame.typeCode[v] = watchList().typeCode[v];
+        const float wave =
+            std::sin(i * 0.0002f + v) * 100.0f + static_cast<float>((i * 2654435761u >> 20) % 7);
+        if (frame.typeCode[v] == 2)
+            std::memcpy(&frame.value[v], &wave, sizeof wave);
+        else
+            frame.value[v] = static_cast<uint32_t>(static_cast<int32_t>(wave) + 200);
     }
 }
 
-// Fills the ring as a long session would: 1,000,000 pushes leave 999,999 frames.
-uint64_t fillQueue() {
+void FillRing() {
     FrameQueue& queue = FrameQueue::instance();
     queue.init();
     WatchList& watch = watchList();
     watch.count = kVars;
     for (int v = 0; v < kVars; ++v) {
         watch.address[v] = 0x20000000 + 4 * v;
-        watch.typeCode[v] = (v % 4 == 2) ? 2 : (v % 4 == 3 ? 0 : 1);
-        watch.size[v] = watch.typeCode[v] == 0 ? 1 : 4;
-        watch.scale[v] = v % 2 ? 0.5f : 1.0f;
-        watch.offset[v] = static_cast<float>(v);
+        watch.typeCode[v] = v % 2 ? 2 : 1;
+        watch.size[v] = 4;
+        watch.scale[v] = 1.0f;
+        watch.offset[v] = static_cast<float>(40 * v - 300);
     }
     SampleFrame frame{};
     for (uint32_t i = 0; i < kFrames; ++i) {
-        makeFrame(i, frame);
+        MakeFrame(i, frame);
         queue.push(frame);
     }
-    return kFrames;
 }
 
-// What the reader adds between two ticks at 60 per second when sampling every 20 us.
-void pushFrames(uint64_t& next, int n) {
-    SampleFrame frame{};
-    for (int k = 0; k < n; ++k) {
-        makeFrame(next++, frame);
-        FrameQueue::instance().push(frame);
+// Fake table rows: colour cell with "rgb", a ticked show box and a name, as the chart reads them.
+struct Rows {
+    std::vector<std::unique_ptr<QLabel>> colors;
+    std::vector<std::unique_ptr<QCheckBox>> shows;
+    std::vector<VarParser::VarDes> vars;
+    std::vector<VarTableWidget::LineItem> items;
+    QList<VarTableWidget::LineItem*> list;
+    Rows() {
+        vars.resize(kVars);
+        items.resize(kVars);
+        for (int v = 0; v < kVars; ++v) {
+            colors.emplace_back(new QLabel);
+            colors.back()->setProperty("rgb", CommonCfg::Palette().at(v).rgb());
+            shows.emplace_back(new QCheckBox);
+            shows.back()->setChecked(true);
+            vars[v].name = QString("v%1").arg(v);
+            items[v].colorLabel = colors.back().get();
+            items[v].showChkBox = shows.back().get();
+            items[v].varDes = &vars[v];
+            list << &items[v];
+        }
     }
+};
+
+struct Result {
+    double fps = 0;
+    double paintsPerSecond = 0;
+    QVector<double> latencies;
+    QVector<double> toReceived; // arrival to the batch reaching the GUI thread
+    QVector<double> displayMs;  // Display with the replaces
+};
+
+double Quantile(QVector<double> v, double q) {
+    if (v.isEmpty())
+        return 0;
+    std::sort(v.begin(), v.end());
+    return v[std::min<int>(v.size() - 1, static_cast<int>(q * (v.size() - 1) + 0.5))];
 }
 
-// The worker side of the instrumented tick: drains on its own thread and sends the batch back.
-class Drainer : public QObject {
-    Q_OBJECT
-public slots:
-    void DrainOnce(double requestedMs) {
-        const double start = nowMs(*clock);
-        const int count = watchList().count;
-        QVector<QVector<QPointF>> data(count);
-        GetData::Drain(data, true);
-        const double drained = nowMs(*clock);
-        emit Drained(data, QVector<QVector<float>>(count), requestedMs, start, drained);
-    }
-signals:
-    void Drained(QVector<QVector<QPointF>> data, QVector<QVector<float>> math, double requestedMs,
-                 double startMs, double drainedMs);
-
+// Paints of the chart view: each ends the wait of the newest batch handed to the data source.
+class PaintWatch : public QObject {
 public:
-    const QElapsedTimer* clock = nullptr;
+    QWidget* view = nullptr;
+    qint64 pendingArrival = -1;
+    QVector<double>* latencies = nullptr;
+    int glPaints = 0; // paints of the OpenGL layer that draws the curves
+    bool eventFilter(QObject* object, QEvent* event) override {
+        auto* widget = qobject_cast<QWidget*>(object);
+        if (event->type() == QEvent::Paint && widget != nullptr && widget->inherits("QOpenGLWidget"))
+            ++glPaints;
+        if (event->type() == QEvent::Paint && widget != nullptr && pendingArrival >= 0 &&
+            (widget == view || view->isAncestorOf(widget))) {
+            const qint64 arrival = pendingArrival;
+            pendingArrival = -1;
+            // A zero timer runs once this paint has finished.
+            QTimer::singleShot(0, this, [this, arrival] {
+                if (latencies != nullptr)
+                    latencies->append((g_clock.nsecsElapsed() - arrival) / 1e6);
+            });
+        }
+        return false;
+    }
 };
 
-struct Stats {
-    QVector<double> samples;
-    double median() const { return at(0.5); }
-    double p90() const { return at(0.9); }
-    double at(double q) const {
-        if (samples.isEmpty())
-            return 0;
-        QVector<double> s = samples;
-        std::sort(s.begin(), s.end());
-        return s[std::min<int>(s.size() - 1, static_cast<int>(std::floor(q * (s.size() - 1) + 0.5)))];
-    }
-};
-
-} // namespace
-
-int main(int argc, char** argv) {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    QCommandLineParser parser;
-    parser.addHelpOption();
-    parser.addOption({"ticks", "Instrumented ticks to time (default 60).", "N", "60"});
-    parser.addOption({"seconds", "Seconds to run the real worker at 60 fps (default 3).", "S", "3"});
-    parser.addOption({"series",
-                      "Where the series live: 'opengl' (in a chart, OpenGL drawing, as the chart widget "
-                      "makes them; default), 'chart' (in a chart, raster drawing) or 'bare' (in no chart).",
-                      "MODE", "opengl"});
-    parser.process(app);
-    const int ticks = std::max(1, parser.value("ticks").toInt());
-    const int seconds = std::max(1, parser.value("seconds").toInt());
-    const QString mode = parser.value("series");
-    if (mode != "opengl" && mode != "chart" && mode != "bare") {
-        std::fprintf(stderr, "--series takes opengl, chart or bare\n");
-        return 2;
-    }
-
-    QElapsedTimer setup;
-    setup.start();
-    uint64_t next = fillQueue();
-    std::printf("ring filled: %u frames kept of %d variables in %.0f ms\n",
-                FrameQueue::instance().historySize(), kVars, setup.elapsed() * 1.0);
-    hssSettings().displayDepth.store(kDeepestStep);
-    CommonCfg::SetZoomIndex(22);
-    CommonCfg::SetChartDivisions(19);
-    CommonCfg::SetRunFlag(0);
-    CommonCfg::SetChartRefresh(false); // Display and the replace are timed apart below
-
-    QChart chart;
-    auto* axisX = new QValueAxis;
-    auto* axisY = new QValueAxis;
-    chart.addAxis(axisX, Qt::AlignBottom);
-    chart.addAxis(axisY, Qt::AlignLeft);
-    QList<QAbstractSeries*> series;
-    for (int v = 0; v < kVars; ++v) {
-        auto* line = new QLineSeries(&chart);
-        if (mode != "bare") {
-            line->setUseOpenGL(mode == "opengl");
-            chart.addSeries(line);
-            line->attachAxis(axisX);
-            line->attachAxis(axisY);
-        }
-        series << line;
-    }
-    DataSource source;
-    source.SetSeries(series);
-    QObject::connect(&source, &DataSource::SetXRange, axisX,
-                     [axisX](double l, double r) { axisX->setRange(l, r); });
-    QObject::connect(&source, &DataSource::SetYRange, axisY,
-                     [axisY](double l, double r) { axisY->setRange(l, r); });
-
-    QElapsedTimer clock;
-    clock.start();
-    QThread thread;
-    Drainer drainer;
-    drainer.clock = &clock;
-    drainer.moveToThread(&thread);
-    thread.start(QThread::TimeCriticalPriority);
-
-    Stats drain, delivery, display, replace, total;
-    int points = 0;
-    QEventLoop loop;
-    QObject::connect(
-        &drainer, &Drainer::Drained, &app,
-        [&](const QVector<QVector<QPointF>>& data, const QVector<QVector<float>>& math, double requested,
-            double start, double drained) {
-            const double received = nowMs(clock);
-            source.Display(data, math);
-            const double displayed = nowMs(clock);
-            source.UpdateAllSeries();
-            const double replaced = nowMs(clock);
-            drain.samples << drained - start;
-            delivery.samples << (start - requested) + (received - drained);
-            display.samples << displayed - received;
-            replace.samples << replaced - displayed;
-            total.samples << replaced - requested;
-            points = data.isEmpty() ? 0 : data[0].size();
-            loop.quit();
+Result RunCase(ChartWidget& chart, PaintWatch& watch, bool twoPoints, int seconds, uint64_t& next) {
+    Result result;
+    DataSource* source = chart.GetDataSource();
+    GetData* worker = source->Worker();
+    QObject::disconnect(worker, &GetData::DataSignal, source, nullptr);
+    const QMetaObject::Connection feed = QObject::connect(
+        worker, &GetData::DataSignal, source,
+        [source, &watch, &result, twoPoints](QVector<QVector<QPointF>> data, QVector<QVector<float>> math) {
+            const qint64 received = g_clock.nsecsElapsed();
+            if (twoPoints)
+                for (QVector<QPointF>& points : data)
+                    if (points.size() > 2)
+                        points = {points.first(), points.last()};
+            if (!data.isEmpty() && !data[0].isEmpty()) {
+                const qint64 frame =
+                    static_cast<qint64>(data[0].last().x()) / static_cast<qint64>(kStepUs) - kFrames;
+                if (frame >= 0 && frame < static_cast<qint64>(kMaxFed) && g_arrival[frame] > 0) {
+                    watch.pendingArrival = g_arrival[frame];
+                    result.toReceived << (received - g_arrival[frame]) / 1e6;
+                }
+            }
+            source->Display(data, math);
+            result.displayMs << (g_clock.nsecsElapsed() - received) / 1e6;
         },
         Qt::QueuedConnection);
-    for (int t = 0; t < ticks + 3; ++t) {
-        pushFrames(next, 833); // not timed: the reader's share between two ticks
-        QMetaObject::invokeMethod(&drainer, "DrainOnce", Qt::QueuedConnection, Q_ARG(double, nowMs(clock)));
-        loop.exec();
-        if (t == 2) { // the first ticks warm caches and allocators
-            for (Stats* s : {&drain, &delivery, &display, &replace, &total})
-                s->samples.clear();
-        }
-    }
-    thread.quit();
-    thread.wait();
+    watch.latencies = &result.latencies;
 
-    std::printf("\none tick, %d variables x %d points (skip step %u), %d ticks timed, series: %s\n", kVars,
-                points, FrameQueue::instance().historySize() / 10000, ticks, qPrintable(mode));
-    std::printf("  %-40s %9s %9s %7s\n", "stage", "median ms", "p90 ms", "share");
-    const double sum = drain.median() + delivery.median() + display.median() + replace.median();
-    auto row = [&](const char* name, const Stats& s) {
-        std::printf("  %-40s %9.3f %9.3f %6.1f%%\n", name, s.median(), s.p90(), 100.0 * s.median() / sum);
-    };
-    row("GetData::Drain (worker thread)", drain);
-    row("DataSignal delivery (queued, 2 hops)", delivery);
-    row("Display: scaling, extremes, Y range", display);
-    row("UpdateAllSeries: 16 x QLineSeries::replace", replace);
-    std::printf("  %-40s %9.3f %9.3f\n", "total per tick", total.median(), total.p90());
-    std::printf("  budget at 60 ticks/s: 16.7 ms; median uses %.0f%% of it (%.1f ms headroom)\n",
-                100.0 * total.median() / 16.667, 16.667 - total.median());
-
-    // The real worker at 60 fps with a reader stand-in: does the GUI thread keep up?
-    CommonCfg::SetChartRefresh(true);
-    CommonCfg::SetFps(60);
-    FrameRate::ResetForTests();
-    DataSource liveSource;
-    liveSource.SetSeries(series);
-    QObject::connect(&liveSource, &DataSource::SetXRange, axisX,
-                     [axisX](double l, double r) { axisX->setRange(l, r); });
-    QObject::connect(&liveSource, &DataSource::SetYRange, axisY,
-                     [axisY](double l, double r) { axisY->setRange(l, r); });
-    GetData* worker = liveSource.Worker();
-    std::atomic<int> emitted{0};
-    QObject::connect(
-        worker, &GetData::DataSignal, worker, [&] { ++emitted; }, Qt::DirectConnection);
-    // Display is timed between two receivers queued around it, in connection order.
-    Stats live;
-    int drawn = 0;
-    double before = 0;
-    const double end = nowMs(clock) + seconds * 1000.0;
-    QObject::disconnect(worker, &GetData::DataSignal, &liveSource, nullptr);
-    QObject::connect(
-        worker, &GetData::DataSignal, &app, [&] { before = nowMs(clock); }, Qt::QueuedConnection);
-    QObject::connect(worker, &GetData::DataSignal, &liveSource, &DataSource::Display, Qt::QueuedConnection);
-    QObject::connect(
-        worker, &GetData::DataSignal, &app,
-        [&] {
-            live.samples << nowMs(clock) - before;
-            ++drawn;
-            if (nowMs(clock) >= end)
-                loop.quit();
-        },
-        Qt::QueuedConnection);
-    // A stand-in reader keeps the ring moving at 50,000 frames a second, in 1 ms bursts.
     std::atomic<bool> feeding{true};
     std::thread feeder([&] {
-        QElapsedTimer fed;
-        fed.start();
-        uint64_t due = 0;
+        const qint64 start = g_clock.nsecsElapsed();
+        const uint64_t base = next;
+        SampleFrame frame{};
         while (feeding.load()) {
-            const uint64_t target = static_cast<uint64_t>(fed.nsecsElapsed() / 20000);
-            if (target > due) {
-                pushFrames(next, static_cast<int>(target - due));
-                due = target;
+            const uint64_t due =
+                base + static_cast<uint64_t>(g_clock.nsecsElapsed() - start) / (kStepUs * 1000);
+            for (; next < due && next - kFrames < kMaxFed; ++next) {
+                MakeFrame(next, frame);
+                g_arrival[next - kFrames] = g_clock.nsecsElapsed();
+                FrameQueue::instance().push(frame);
             }
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
     });
-    const double started = nowMs(clock);
-    worker->start(QThread::TimeCriticalPriority);
+
+    FrameRate::ResetForTests();
+    source->StartAcquisition();
+    // The label shows a new rate each second; the first second warms up.
+    QVector<double> rates;
+    QEventLoop loop;
+    QTimer sample;
+    int ticks = 0;
+    QObject::connect(&sample, &QTimer::timeout, &loop, [&] {
+        if (++ticks > 1)
+            rates << chart.FpsLabel()->text().section(' ', 1).toDouble();
+        if (ticks > seconds)
+            loop.quit();
+    });
+    sample.start(1000);
+    QElapsedTimer ran;
+    int paints = 0;
+    QObject::connect(&sample, &QTimer::timeout, &loop, [&] {
+        if (ticks == 1) {
+            ran.start();
+            paints = watch.glPaints;
+        }
+    });
     loop.exec();
-    const double ran = nowMs(clock) - started;
-    const int sent = emitted.load();
-    worker->Stop();
+    result.paintsPerSecond = (watch.glPaints - paints) * 1000.0 / ran.elapsed();
+    source->StopAcquisition();
     feeding.store(false);
     feeder.join();
-    std::printf("\nreal GetData worker at 60 fps for %.1f s, reader stand-in at 50,000 frames/s:\n",
-                ran / 1000);
-    std::printf("  %d batches emitted (%.1f/s), %d drawn (%.1f/s), %d still queued at the end\n", sent,
-                sent * 1000.0 / ran, drawn, drawn * 1000.0 / ran, sent - drawn);
-    std::printf("  Display with 16 replaces on the GUI thread: median %.3f ms, p90 %.3f ms\n", live.median(),
-                live.p90());
-    return 0;
+    QObject::disconnect(feed);
+    QCoreApplication::processEvents(); // batches still on their way
+    QObject::connect(worker, &GetData::DataSignal, source, &DataSource::Display, Qt::QueuedConnection);
+    watch.latencies = nullptr;
+    for (double r : rates)
+        result.fps += r / rates.size();
+    return result;
 }
 
-#include "bench_display.moc"
+void SavePicture(QWidget& window, const QString& dir, const QString& name) {
+    QCoreApplication::processEvents();
+    const QPixmap shot = window.screen()->grabWindow(window.winId());
+    const QString path = QDir(dir).filePath(name + ".png");
+    QDir().mkpath(dir);
+    if (shot.save(path, "PNG"))
+        std::printf("picture: %s\n", qPrintable(QDir::toNativeSeparators(path)));
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QApplication app(argc, argv);
+    QCommandLineParser parser;
+    parser.addHelpOption();
+    parser.addOption({"seconds", "Seconds of each case after one of warm-up (default 5).", "S", "5"});
+    parser.addOption({"out", "Folder for the pictures (default: the working folder).", "DIR", "."});
+    parser.process(app);
+    const int seconds = std::max(1, parser.value("seconds").toInt());
+    g_clock.start();
+
+    FillRing();
+    CommonCfg::SetZoomIndex(22); // "200s/Div": the whole ring is in view
+    CommonCfg::SetFps(60);
+    CommonCfg::SetRunFlag(0);
+    CommonCfg::SetChartRefresh(true);
+
+    ChartWidget chart;
+    QObject::connect(chart.View(), &VarChartView::WidthChanged, &chart, &ChartWidget::ResizeWidth);
+    Rows rows;
+    chart.ReInitChartShow(rows.list);
+    chart.setWindowTitle("Tidewatch display bench");
+    // Below 1000 pixels the time axis has its fewest ticks: 9 divisions.
+    chart.resize(990, 700);
+    chart.show();
+    chart.View()->SetZoomIndex(22);
+    chart.InitXRange();
+    chart.ResizeWidth(chart.View()->width());
+    PaintWatch watch;
+    watch.view = chart.View();
+    app.installEventFilter(&watch);
+    QEventLoop settle;
+    QTimer::singleShot(300, &settle, &QEventLoop::quit);
+    settle.exec();
+
+    uint64_t next = kFrames;
+    const Result full = RunCase(chart, watch, false, seconds, next);
+    SavePicture(chart, parser.value("out"), "bench_display_full");
+    const Result ceiling = RunCase(chart, watch, true, seconds, next);
+    SavePicture(chart, parser.value("out"), "bench_display_ceiling");
+
+    const double tick = 1000.0 / 60;
+    std::printf("platform: %s, window %dx%d, %d curves, target 60 fps\n", qPrintable(app.platformName()),
+                chart.width(), chart.height(), kVars);
+    std::printf("full ring at 200s/Div (about 10000 points per curve): %.1f fps\n", full.fps);
+    std::printf("two-point curves (ceiling):                           %.1f fps\n", ceiling.fps);
+    std::printf("ratio: %.2f\n", ceiling.fps > 0 ? full.fps / ceiling.fps : 0.0);
+    std::printf("paints of the curves' OpenGL layer per second: full %.1f, ceiling %.1f\n",
+                full.paintsPerSecond, ceiling.paintsPerSecond);
+    std::printf("arrival to drawn, full ring: median %.1f ms, p90 %.1f ms, max %.1f ms (%.2f / %.2f ticks "
+                "of %.1f ms)\n",
+                Quantile(full.latencies, 0.5), Quantile(full.latencies, 0.9), Quantile(full.latencies, 1.0),
+                Quantile(full.latencies, 0.5) / tick, Quantile(full.latencies, 0.9) / tick, tick);
+    std::printf(
+        "  of which arrival to the GUI thread: median %.1f ms; Display with the replaces: median %.1f ms, "
+        "p90 %.1f ms\n",
+        Quantile(full.toReceived, 0.5), Quantile(full.displayMs, 0.5), Quantile(full.displayMs, 0.9));
+    std::printf("arrival to drawn, ceiling:   median %.1f ms, p90 %.1f ms\n",
+                Quantile(ceiling.latencies, 0.5), Quantile(ceiling.latencies, 0.9));
+    return 0;
+}

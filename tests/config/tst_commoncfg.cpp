@@ -5,9 +5,6 @@
 #include "TimeBase.h"
 
 #include <QCoreApplication>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QTemporaryDir>
 #include <QTranslator>
 #include <QtTest>
@@ -35,7 +32,7 @@ const QString kTarget = "Target connection Fail! Please check the connection bet
 // What `load` writes to standard output.
 QString StdoutOf(const std::function<void()>& load) {
     QTemporaryFile capture;
-    capture.open();
+    capture.open(); // standard output goes to this file for the time of the call
     std::fflush(stdout);
     const int saved = dup(1);
     dup2(capture.handle(), 1);
@@ -187,55 +184,32 @@ private slots:
     }
 
     // What one session saves the next one loads; "VarList" comes from the registered table's rows.
-    void saveProject_data() {
-        QTest::addColumn<int>("zoomIndex");
-        QTest::addColumn<QString>("zoomFactor");
-        QTest::newRow("known step") << 10 << "20ms/Div";
-        QTest::newRow("unknown step") << -1 << "";
-    }
     void saveProject() {
-        QFETCH(int, zoomIndex);
-        QFETCH(QString, zoomFactor);
-        const ProjectRecord record{"Corvane", "7425MQDTCA", "jlink", "JTAG", "8000", "100", "/fw/ä.elf"};
-        CommonCfg::SetRecord(record);
-        CommonCfg::SetFpsIndex(CommonCfg::FpsList().indexOf(40));
-        CommonCfg::SetZoomIndex(zoomIndex);
+        CommonCfg::SetRecord({"Corvane", "7425MQDTCA", "jlink", "JTAG", "8000", "100", "/fw/ä.elf"});
+        CommonCfg::SetFps(40);
+        CommonCfg::SetZoomIndex(-1);
         QObject table;
-        table.setProperty("projectRows",
-                          QVariantList{QVariantMap{{"name", "a"},
-                                                   {"address", "20000000"},
-                                                   {"type", "int"},
-                                                   {"rgb", QVariant::fromValue<uint>(0xff00ff00u)}},
-                                       QVariantMap{{"name", "b"}, {"rgb", "blue"}}});
+        table.setProperty("projectRows", QVariantList{QVariantMap{{"rgb", QVariant::fromValue(0xff00ff00u)}},
+                                                      QVariantMap{{"name", "b"}, {"rgb", "blue"}}});
         CommonCfg::SetVarTable(&table);
         QTemporaryDir dir;
-        const QString path = dir.filePath("p.tidewatch");
-        CommonCfg::SaveProject(path);
-        QFile file(path);
+        CommonCfg::SaveProject(dir.filePath("p"));
+        QFile file(dir.filePath("p"));
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QByteArray text = file.readAll();
-        QVERIFY(text.contains("{\n    \"VarList\": [\n")); // indented, keys in alphabetical order
-        QVERIFY(text.contains("\"fps\": \"40\",\n"));
-        QCOMPARE(QJsonDocument::fromJson(text).object().value("ZoomFactor").toString(), zoomFactor);
-        QCOMPARE(
-            QJsonDocument::fromJson(text)["VarList"].toArray(),
-            QJsonArray({QJsonObject{
-                            {"name", "a"}, {"address", "20000000"}, {"type", "int"}, {"color", "0xff00ff00"}},
-                        QJsonObject{{"name", "b"}, {"address", ""}, {"type", ""}, {"color", "Qt::red"}}}));
+        // Indented, keys in alphabetical order, every value a string but the list.
+        QVERIFY(text.startsWith("{\n    \"VarList\": [\n") && text.contains("\"ZoomFactor\": \"\",\n") &&
+                text.contains("\"fps\": \"40\",\n"));
+        QVERIFY(text.contains("\"color\": \"0xff00ff00\"") && text.contains("\"color\": \"Qt::red\""));
         CommonCfg::ResetForTests();
-        CommonCfg::LoadProject(path);
-        const ProjectRecord loaded = CommonCfg::Record();
-        QCOMPARE(QStringList({loaded.manufacturer, loaded.device, loaded.debugTool, loaded.debugInterface,
-                              loaded.rate, loaded.interval, loaded.elf}),
-                 QStringList({record.manufacturer, record.device, record.debugTool, record.debugInterface,
-                              record.rate, record.interval, record.elf}));
+        CommonCfg::LoadProject(dir.filePath("p"));
+        const ProjectRecord r = CommonCfg::Record();
+        QCOMPARE(
+            QStringList({r.manufacturer, r.device, r.debugTool, r.debugInterface, r.rate, r.elf}).join(','),
+            QString("Corvane,7425MQDTCA,jlink,JTAG,8000,/fw/ä.elf"));
         QCOMPARE(
             QString("%1 %2 %3").arg(CommonCfg::Fps()).arg(CommonCfg::Interval()).arg(CommonCfg::ZoomIndex()),
-            QString("40 100 %1").arg(zoomIndex));
-        CommonCfg::SetVarTable(nullptr);
-        CommonCfg::SaveProject(path); // without a table the list is empty
-        QVERIFY(file.seek(0));
-        QCOMPARE(QJsonDocument::fromJson(file.readAll())["VarList"].toArray(), QJsonArray());
+            QString("40 100 -1"));
     }
 
     // zoom index | step in microseconds | label

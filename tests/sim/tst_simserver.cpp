@@ -1,12 +1,13 @@
-// The simulated target's server over real loopback TCP, on a RAM file that the test itself changes
-// (no emulator): framing, memory commands in RAM and in the data window, sampling sessions, several
-// clients and fault injection.
+// The simulated target's framing and sample ring, and its server over real loopback TCP on a RAM file
+// that the test itself changes (no emulator): memory commands in RAM and in the data window, sampling
+// sessions, several clients and fault injection.
 #include "FaultPlan.h"
 #include "GdbServer.h"
 #include "HssRequest.h"
 #include "Row.h"
 #include "RspClient.h"
 #include "RspFraming.h"
+#include "SampleRing.h"
 #include "SharedRam.h"
 #include "TargetMemoryMap.h"
 
@@ -55,6 +56,18 @@ class TestSimServer : public QObject {
         QVERIFY2(m_server->Listen(0, &error), qPrintable(error));
         m_server->Start();
     }
+    static QByteArray Parse(const QList<QByteArray>& reads) {
+        RspParser parser;
+        std::vector<RspEvent> out;
+        for (const QByteArray& bytes : reads)
+            parser.Feed(bytes.constData(), bytes.size(), out);
+        QByteArray text;
+        for (const RspEvent& event : out)
+            text += QList<QByteArray>{"ack", "nack", "break", "packet(" + event.payload + ")", "bad"}.value(
+                        event.kind) +
+                    " ";
+        return text.trimmed();
+    }
     static QByteArray Ask(RspClient& client, const QByteArray& command) {
         QByteArray reply;
         return client.Command(command, &reply) ? reply : "<" + client.LastError().toLatin1() + ">";
@@ -64,6 +77,53 @@ private slots:
     void cleanup() {
         m_server.reset();
         m_ram.reset();
+    }
+
+    // Bytes received, split over two reads at every place, give the same events; a packet's frame is
+    // what the server sends for its payload.
+    void framing_data() {
+        Row::Column(); // bytes (percent escapes) | events
+        QTest::newRow("empty packet") << "$#00 | packet()";
+        QTest::newRow("stop") << "$qSeggerHSS:Stop#9c | packet(qSeggerHSS:Stop)";
+        QTest::newRow("checksum wraps past 256") << "$zzzz#e8 | packet(zzzz)";
+        QTest::newRow("uppercase checksum") << "$zzzz#E8 | packet(zzzz)";
+        QTest::newRow("acks around") << "+$g#67+ | ack packet(g) ack";
+        QTest::newRow("nack, interrupt") << "-%03 | nack break";
+        QTest::newRow("bad checksum") << "$g#68 | bad";
+        QTest::newRow("checksum not hex") << "$g#6z$g#67 | bad packet(g)";
+        QTest::newRow("line noise skipped") << "%0D%0Axx$?#3f | packet(?)";
+        QTest::newRow("escape undone") << "$X}%03#d8 | packet(X#)";
+    }
+    void framing() {
+        const QByteArray bytes = QByteArray::fromPercentEncoding(Row::Fields()[0].toLatin1());
+        const QByteArray events = Row::Fields()[1].toLatin1();
+        for (int cut = 0; cut <= bytes.size(); ++cut)
+            QCOMPARE(Parse({bytes.left(cut), bytes.mid(cut)}), events);
+        if (events.startsWith("packet(") && events.count('(') == 1 && bytes.startsWith('$') &&
+            !bytes.contains('E') && !bytes.contains('}'))
+            QCOMPARE(RspFrame(events.mid(7).chopped(1)), bytes);
+    }
+
+    // Ring capacity (1-byte records, record i holds i) | pushes, then the most to take, per round |
+    // all records taken, in hex | records dropped
+    void ring_data() {
+        Row::Column();
+        QTest::newRow("order kept across the wrap") << "4 | 3 2 3 10 3 2 | 0001020304050607 | 0";
+        QTest::newRow("full: the newest are dropped") << "3 | 5 100 | 000102 | 2";
+        QTest::newRow("room again after a take") << "2 | 3 1 2 9 | 000103 | 2";
+    }
+    void ring() {
+        const QStringList f = Row::Fields(), rounds = f[1].split(' ');
+        SampleRing ring(1, f[0].toInt());
+        unsigned char next = 0;
+        QByteArray out;
+        for (int i = 0; i < rounds.size(); i += 2) {
+            for (int n = 0; n < rounds[i].toInt(); ++n, ++next)
+                ring.Push(&next);
+            ring.Take(rounds[i + 1].toInt(), out);
+        }
+        QCOMPARE(out.toHex(), f[2].toLatin1());
+        QCOMPARE(ring.Dropped(), f[3].toULongLong());
     }
 
     // Each step is "what goes out => what comes back". Out: a command, "raw:bytes", "frame:payload",
@@ -110,7 +170,8 @@ private slots:
                "qSeggerHSS:Start:1,14,1,00000000203ffffe,4,0 => E02 ; "
                "qSeggerHSS:Start:1,14,2,0000000020000010,4,0,000000001ffffffc,4,0 => E02 ; "
                "qSeggerHSS:Start:1,14,2,0000000080000100,4,0 => E01 ; qSeggerHSS:Read: => E01 ; "
-               "qSeggerHSS:Pause => ; "
+               "qSeggerHSS:Pause => ; qSeggerHSS:Start:1,0x14,0 => E01 ; qSeggerHSS:Start:1,14 => E01 ; "
+               "qSeggerHSS:Start:1,0,0 => E01 ; qSeggerHSS:Read:xyz => E01 ; "
                "start => OK ; qSeggerHSS:Stop => OK ; qSeggerHSS:Read:00002710 => E01";
         QTest::newRow("no-hss")
             << "no-hss | qSeggerHSS:Supported => ; start => ; qSeggerHSS:Read:00002710 => ; "

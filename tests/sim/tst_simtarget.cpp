@@ -3,6 +3,7 @@
 // through it is the capture tests' end-to-end path.)
 #include "ElfImage.h"
 #include "HeldPort.h"
+#include "Row.h"
 #include "RspClient.h"
 #include "SharedRam.h"
 #include "SimChild.h"
@@ -47,24 +48,23 @@ private slots:
             QSKIP("qemu-system-riscv32 is not installed");
     }
 
+    // Arguments ("TAKEN": a port in use, "EMPTY-PATH": no emulator on PATH) | message
     void refusesToStart_data() {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<QString>("message");
+        Row::Column();
         QFile text(m_dir.filePath("notes.elf"));
         text.open(QIODevice::WriteOnly);
         text.write("not a firmware\n");
-        QTest::newRow("text file") << QStringList{text.fileName()} << "is not an ELF file";
-        QTest::newRow("host program") << QStringList{"/bin/sh"} << "is not a 32-bit RISC-V program";
-        QTest::newRow("missing file") << QStringList{m_dir.filePath("gone.elf")} << "cannot open";
-        QTest::newRow("emulator not on PATH") << QStringList{"EMPTY-PATH"} << "qemu-system-riscv32 not found";
-        QTest::newRow("emulator path wrong")
-            << QStringList{"--qemu", "/nonexistent/qemu"} << "/nonexistent/qemu not found";
-        QTest::newRow("unknown fault") << QStringList{"--fault", "explode"} << "unknown fault 'explode'";
-        QTest::newRow("port taken") << QStringList{"--port", "TAKEN"} << "port TAKEN is already in use";
+        QTest::newRow("text file") << text.fileName() + " | is not an ELF file";
+        QTest::newRow("host program") << "/bin/sh | is not a 32-bit RISC-V program";
+        QTest::newRow("missing file") << m_dir.filePath("gone.elf") + " | cannot open";
+        QTest::newRow("emulator not on PATH") << "EMPTY-PATH | qemu-system-riscv32 not found";
+        QTest::newRow("emulator path wrong") << "--qemu /nonexistent/qemu | /nonexistent/qemu not found";
+        QTest::newRow("unknown fault") << "--fault explode | unknown fault 'explode'";
+        QTest::newRow("port taken") << "--port TAKEN | port TAKEN is already in use";
     }
     void refusesToStart() {
-        QFETCH(QStringList, arguments);
-        QFETCH(QString, message);
+        QStringList arguments = Row::Fields()[0].split(' ');
+        QString message = Row::Fields()[1];
         HeldPort holder(HeldPort::Listening);
         QVERIFY(holder.port() != 0);
         arguments.replaceInStrings("TAKEN", QString::number(holder.port()));
@@ -90,20 +90,18 @@ private slots:
         QVERIFY(NoShmFilesOf(pid));
     }
 
+    // Signal | sent to the emulator instead | exit code | message
     void ends_data() {
-        QTest::addColumn<int>("signal");
-        QTest::addColumn<bool>("toEmulator");
-        QTest::addColumn<int>("exitCode");
-        QTest::addColumn<QString>("message");
-        QTest::newRow("SIGTERM") << int(SIGTERM) << false << 0 << "tidewatch-sim: stopped";
-        QTest::newRow("SIGINT") << int(SIGINT) << false << 0 << "tidewatch-sim: stopped";
-        QTest::newRow("emulator killed") << int(SIGKILL) << true << 1 << "the emulator ended unexpectedly";
+        Row::Column();
+        QTest::newRow("SIGTERM") << "15 | 0 | 0 | tidewatch-sim: stopped";
+        QTest::newRow("SIGINT") << "2 | 0 | 0 | tidewatch-sim: stopped";
+        QTest::newRow("emulator killed") << "9 | 1 | 1 | the emulator ended unexpectedly";
     }
     void ends() {
-        QFETCH(int, signal);
-        QFETCH(bool, toEmulator);
-        QFETCH(int, exitCode);
-        QFETCH(QString, message);
+        const QStringList f = Row::Fields();
+        const int signal = f[0].toInt(), exitCode = f[2].toInt();
+        const bool toEmulator = f[1] == "1";
+        const QString message = f[3];
         SimChild sim;
         QVERIFY2(sim.Start(SimProgram, {}), sim.Output().constData());
         const qint64 pid = sim.Pid(), qemu = ChildPid(pid);

@@ -5,7 +5,6 @@
 #include "ScreenShot.h"
 #include "TableFixture.h"
 #include "ValueLineEdit.h"
-#include "WatchList.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -28,24 +27,15 @@ bool HasBluePixel(const QImage& image, QWidget* window, QWidget* widget) {
 
 } // namespace
 
-class TestVarTableScreenshot : public QObject {
+class TableScreenshotTest : public QObject {
     Q_OBJECT
 private slots:
     void tableWithValues() {
-        QVERIFY(LoadCatalogue({
-            {"motor.c", {{"motor_speed", "20000010", "int"}, {"set_point", "20000014", "float"}}},
-            {"adc.c",
-             {{"vbus_volts", "20000104", "float"},
-              {"fault_flags", "2000001c", "unsigned char", "global", 1}}},
-        }));
+        QVERIFY(
+            LoadCatalogue("motor.c=motor_speed:20000010:int, set_point:20000014:float;"
+                          "adc.c=vbus_volts:20000104:float, fault_flags:2000001c:unsigned char:global:1"));
         VarTableWidget table;
         SelectByName(table, {"motor_speed", "set_point", "vbus_volts", "fault_flags"});
-        WatchList& w = watchList();
-        w.count = table.LineItems().size();
-        for (int i = 0; i < w.count; ++i) {
-            w.typeCode[i] = typeCodeOf(*table.LineItems().at(i)->varDes);
-            w.scale[i] = 1.0f;
-        }
         DataSource source;
         table.SetDataSource(&source);
         source.Display({{QPointF(0, 1500)}, {QPointF(0, 1.25)}, {QPointF(0, 0)}, {QPointF(0, 24.125)}},
@@ -77,5 +67,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestVarTableScreenshot)
-#include "tst_vartablescreenshot.moc"
+QTEST_MAIN(TableScreenshotTest)
+#include "tst_tablescreenshot.moc"

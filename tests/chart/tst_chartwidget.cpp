@@ -1,0 +1,184 @@
+// The chart widget and its view: the total-time title, ticks from the width, scroll steps, wheel zoom,
+// the series per row, and the curves drawn from a pixel column's extremes.
+#include "ChartWidget.h"
+#include "ColumnReduce.h"
+#include "CommonCfg.h"
+#include "DataSource.h"
+#include "Row.h"
+#include "VarChartView.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QLabel>
+#include <QScrollBar>
+#include <QtTest>
+#include <deque>
+#include <memory>
+
+// Table rows as the chart reads them: colour cell with "rgb", show box, name.
+struct Rows {
+    std::deque<QLabel> colors;
+    std::deque<QCheckBox> shows;
+    std::deque<VarParser::VarDes> vars;
+    std::deque<VarTableWidget::LineItem> items;
+    QList<VarTableWidget::LineItem*> list;
+    void Add(QRgb rgb, const QString& name) {
+        colors.emplace_back().setProperty("rgb", rgb);
+        shows.emplace_back().setChecked(true);
+        vars.emplace_back().name = name;
+        items.push_back({});
+        items.back().colorLabel = &colors.back();
+        items.back().showChkBox = &shows.back();
+        items.back().varDes = &vars.back();
+        list << &items.back();
+    }
+};
+
+class ChartWidgetTest : public QObject {
+    Q_OBJECT
+    std::unique_ptr<ChartWidget> m_chart;
+
+private slots:
+    void init() {
+        CommonCfg::ResetForTests();
+        m_chart.reset(new ChartWidget);
+    }
+
+    // microseconds | title text
+    void totalTime_data() {
+        Row::Column();
+        QTest::newRow("every unit") << "90061001001 | 1d : 01h : 01m : 01s : 001ms : 001us";
+        QTest::newRow("under a minute") << "5001002 | 05s : 001ms : 002us";
+        QTest::newRow("zero hours and minutes after days")
+            << "86400000000 | 1d : 00h : 00m : 00s : 000ms : 000us";
+        QTest::newRow("top bit") << "9223372036854775808 | 106751991d : 04h : 00m : 54s : 775ms : 808us";
+    }
+    void totalTime() {
+        const QStringList f = Row::Fields();
+        m_chart->SetXRangeWithCheck(0, f[0].toDouble());
+        QCOMPARE(m_chart->Chart()->title(), "Total Time " + f[1]);
+    }
+
+    // width | ticks (unknown step: 500000 us per division)
+    void resizeWidth_data() {
+        QTest::addColumn<int>("width");
+        QTest::addColumn<int>("ticks");
+        QTest::addColumn<int>("zoomIndex");
+        QTest::newRow("999") << 999 << 10 << 10;
+        QTest::newRow("1500") << 1500 << 15 << 10;
+        QTest::newRow("2000") << 2000 << 20 << 10;
+        QTest::newRow("unknown step") << 1500 << 15 << -1;
+    }
+    void resizeWidth() {
+        QFETCH(int, width);
+        QFETCH(int, ticks);
+        QFETCH(int, zoomIndex);
+        CommonCfg::SetZoomIndex(zoomIndex);
+        m_chart->AxisX()->setMin(1000);
+        m_chart->ResizeWidth(width);
+        QCOMPARE(m_chart->AxisX()->tickCount(), ticks);
+        QCOMPARE(CommonCfg::ChartDivisions(), ticks - 1);
+        QCOMPARE(m_chart->AxisX()->max(), 1000.0 + (ticks - 1) * (zoomIndex < 0 ? 500000 : 20000));
+    }
+
+    // left right | single step, page step afterwards (7 and 70 before)
+    void scrollSteps_data() {
+        Row::Column();
+        QTest::newRow("25 us") << "100 125 | 2 25";
+        QTest::newRow("right below left") << "125 100 | 7 70";
+        QTest::newRow("empty range") << "100 100 | 0 0";
+    }
+    void scrollSteps() {
+        const QStringList f = Row::Fields();
+        m_chart->ScrollBar()->setSingleStep(7);
+        m_chart->ScrollBar()->setPageStep(70);
+        emit m_chart->View()->AxisXRangedChanged(f[0].section(' ', 0, 0).toLongLong(),
+                                                 f[0].section(' ', 1).toLongLong());
+        QCOMPARE(
+            QString("%1 %2").arg(m_chart->ScrollBar()->singleStep()).arg(m_chart->ScrollBar()->pageStep()),
+            f[1]);
+    }
+
+    // start index | wheel delta | index afterwards | X range afterwards (mouse at value x0 on [1000, 11000])
+    void wheel_data() {
+        Row::Column();
+        QTest::newRow("in at the first step") << "0 | 120 | 0 | unchanged";
+        QTest::newRow("out at the last step") << "22 | -120 | 22 | unchanged";
+        QTest::newRow("in: half the span about x0") << "10 | 120 | 9 | (x0+1000)/2 x0+(11000-x0)/2";
+        QTest::newRow("out: left clamped at 0") << "10 | -120 | 11 | 0 x0+(11000-x0)*2.5";
+        QTest::newRow("locked") << "10 | 120 | 10 | unchanged";
+    }
+    void wheel() {
+        const QStringList f = Row::Fields();
+        VarChartView* view = m_chart->View();
+        m_chart->resize(800, 400);
+        m_chart->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_chart.get()));
+        view->SetZoomIndex(f[0].toInt());
+        m_chart->AxisX()->setRange(1000, 11000);
+        CommonCfg::SetWheelLock(QTest::currentDataTag() == QString("locked"));
+        QSignalSpy zoomed(view, &VarChartView::ZoomChanged);
+        const double x0 = view->ValueAt(QPointF(400, 151)).x();
+        const QPointF at(400.4, 150.5);
+        QWheelEvent event(at, view->mapToGlobal(at.toPoint()), QPoint(), QPoint(0, f[1].toInt()),
+                          Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+        QApplication::sendEvent(view->viewport(), &event);
+        QCOMPARE(view->ZoomIndex(), f[2].toInt());
+        QCOMPARE(zoomed.count(), f[2] == f[0] ? 0 : 1);
+        QCOMPARE(view->MousePosition(), CommonCfg::WheelLock() ? QPoint() : QPoint(400, 151));
+        const QString range = QString("%1 %2").arg(m_chart->AxisX()->min()).arg(m_chart->AxisX()->max());
+        if (f[3] == "unchanged")
+            QCOMPARE(range, QString("1000 11000"));
+        else if (f[2] == "9")
+            QCOMPARE(range, QString("%1 %2").arg((x0 + 1000) / 2).arg(x0 + (11000 - x0) / 2));
+        else
+            QCOMPARE(range, QString("0 %1").arg(x0 + (11000 - x0) * 2.5));
+    }
+
+    // Rows become OpenGL series in their colours; the data source draws into whatever list is current.
+    void seriesPerRow() {
+        Rows rows;
+        m_chart->ReInitChartShow(rows.list);
+        QVERIFY(m_chart->SeriesList().isEmpty());
+        QCOMPARE(m_chart->Chart()->series().size(), 1); // the cursor line alone
+        rows.Add(0xffff0000, "a");
+        rows.Add(0xff00ff00, "b");
+        m_chart->ReInitChartShow(rows.list);
+        QCOMPARE(m_chart->SeriesList().size(), 2);
+        QCOMPARE(m_chart->SeriesList()[1]->pen().color().rgb(), 0xff00ff00u);
+        QVERIFY(m_chart->SeriesList()[0]->useOpenGL());
+        QList<VarTableWidget::LineItem*> one = rows.list.mid(0, 1);
+        QTest::ignoreMessage(QtDebugMsg, "line count and series count not match");
+        m_chart->ChartShowChanged(one);
+        rows.shows[0].setChecked(false);
+        m_chart->ChartShowChanged(rows.list);
+        QVERIFY(!m_chart->SeriesList()[0]->isVisible() && m_chart->SeriesList()[1]->isVisible());
+        m_chart->RemoveSeriesByIdx(0);
+        m_chart->RemoveSeriesByIdx(5);
+        QCOMPARE(m_chart->SeriesList().size(), 1);
+        m_chart->GetDataSource()->Display({{QPointF(1, 1), QPointF(2, 2), QPointF(3, 3)}}, {{}});
+        QCOMPARE(m_chart->SeriesList()[0]->count(), 3);
+    }
+
+    // Every pixel column keeps its first, lowest, highest and last sample.
+    void columnExtremes() {
+        QVector<QPointF> points;
+        for (int i = 0; i < 1000; ++i)
+            points << QPointF(i, (i * 7919) % 101);
+        const auto columns = [](const QVector<QPointF>& v) {
+            QMap<int, QVector<double>> c;
+            for (const QPointF& p : v) {
+                QVector<double>& e = c[int(std::floor((p.x() + 5) / 10))];
+                e = e.isEmpty() ? QVector<double>(4, p.y())
+                                : QVector<double>{e[0], qMin(e[1], p.y()), qMax(e[2], p.y()), p.y()};
+            }
+            return c;
+        };
+        const QVector<QPointF> drawn = ColumnReduce::Reduce(points, -5, 10);
+        QVERIFY(drawn.size() <= 4 * 101);
+        QCOMPARE(columns(drawn), columns(points));
+    }
+};
+
+QTEST_MAIN(ChartWidgetTest)
+#include "tst_chartwidget.moc"

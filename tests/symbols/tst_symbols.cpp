@@ -1,0 +1,312 @@
+// The symbol catalogue and its selection dialog: reading elf.json (the new/changed/unchanged rule, bad
+// files), the extractor run on a real program, the dialog's texts and icons, the tree's order, the
+// filter, OK/Cancel and unticking.
+#include "CatalogueFile.h"
+#include "ErrorBox.h"
+#include "Images.h"
+#include "Row.h"
+#include "SelectSymbolsDlg.h"
+#include "SymbolLoader.h"
+
+#include <QCheckBox>
+#include <QDialogButtonBox>
+#include <QLineEdit>
+#include <QProcess>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTimer>
+#include <QTreeWidget>
+#include <QTreeWidgetItemIterator>
+#include <QtTest>
+
+namespace {
+
+const QByteArray kTwoVars = R"([{"name":"main.c","dataList":[
+  {"name":"counter","address":"20000000","scope":"global","size":4,"type":"unsigned int","key":1},
+  {"name":"wave","address":"0x20000004","scope":"static","size":4,"type":"float","key":2}]}])";
+const QString kTwoHeld = "counter:20000000:global:unsigned int:4 wave:0x20000004:static:float:4";
+const QString kTwoGroups =
+    "motor.c=speed:20000010:int, speed_ref:20000014:float, Torque:20000018:short:static:2;"
+    "adc.c=adc_raw:20000100:unsigned short:global:2, speed_adc:20000104:int";
+
+// "two": the two-variable file; "a => b & c => d": that file edited; anything else as it stands.
+QByteArray Json(const QString& text) {
+    if (text != "two" && !text.contains(" => "))
+        return text.toUtf8();
+    QByteArray json = kTwoVars;
+    for (const QString& edit : text.split(" & ", Qt::SkipEmptyParts))
+        json.replace(edit.section(" => ", 0, 0).toUtf8(), edit.section(" => ", 1).toUtf8());
+    return json;
+}
+
+// Rows a user can see, in display order, as "name" or, for a variable, "name type scope size address tick".
+QStringList Rows(SelectSymbolsDlg& dlg) {
+    QStringList rows;
+    for (QTreeWidgetItemIterator it(dlg.Tree()); *it != nullptr; ++it) {
+        bool seen = true;
+        for (QTreeWidgetItem* up = *it; up != nullptr; up = up->parent())
+            seen = seen && !up->isHidden();
+        auto* box = qobject_cast<QCheckBox*>(dlg.Tree()->itemWidget(*it, 5));
+        QStringList texts;
+        for (int c = 0; c < 5 && box != nullptr; ++c)
+            texts << (*it)->text(c);
+        if (seen)
+            rows << (box ? texts.join(' ') + (box->isChecked() ? " x" : " -") : (*it)->text(0));
+    }
+    return rows;
+}
+
+// One letter per catalogue record (selected or not), or per box of the dialog (ticked or not).
+QString Marks() {
+    QString marks;
+    for (const VarParser::VarDes* des : VarParser::VarList())
+        marks += des->selected ? 'x' : '-';
+    return marks;
+}
+QString Ticks(const SelectSymbolsDlg& dlg) {
+    QString ticks;
+    for (QCheckBox* box : dlg.CheckBoxes())
+        ticks += box->isChecked() ? 'x' : '-';
+    return ticks;
+}
+
+} // namespace
+
+class SymbolsTest : public QObject {
+    Q_OBJECT
+    QTemporaryDir m_dir;
+    QStringList m_shown; // texts of the error boxes
+
+    QString write(const QString& name, const QByteArray& text) {
+        QFile f(m_dir.filePath(name));
+        f.open(QIODevice::WriteOnly);
+        f.write(text);
+        return f.fileName();
+    }
+
+private slots:
+    void init() {
+        VarParser::ResetForTests();
+        m_shown.clear();
+        SetErrorBoxStandIn([this](const QString& text, const QString&) {
+            m_shown << text;
+            return true;
+        });
+    }
+    void cleanup() {
+        VarParser::ResetForTests();
+        SetErrorBoxStandIn({});
+    }
+
+    // A first read, then a second one: first file | second file ("missing": no such file) | created,
+    // changed, unchanged counts of the second read | name:address:scope:type:size of each record afterwards
+    void secondRead_data() {
+        Row::Column();
+        QTest::newRow("identical") << "two | two | 001 | two";
+        QTest::newRow("scope only: old records kept") << R"(two | "global" => "static" | 001 | two)";
+        QTest::newRow("size only")
+            << R"(two | "size":4,"type":"unsigned => "size":2,"type":"unsigned | 001 | two)";
+        QTest::newRow("key and group name") << R"(two | main.c => other.c & "key":1 => "key":9 | 001 | two)";
+        QTest::newRow("type letter case")
+            << R"(two | "float" => "Float" | 010 | counter:20000000:global:unsigned int:4 wave:0x20000004:static:Float:4)";
+        QTest::newRow("address spelling")
+            << "two | 0x20000004 => 20000004 | 010 | counter:20000000:global:unsigned int:4 "
+               "wave:20000004:static:float:4";
+        QTest::newRow("name")
+            << R"(two | "wave" => "wave2" | 010 | counter:20000000:global:unsigned int:4 wave2:0x20000004:static:float:4)";
+        // A size given as text reads as 0.
+        QTest::newRow("one fewer")
+            << R"(two | [{"name":"a.c","dataList":[{"name":"x","size":"4"}]}] | 010 | x::::0)";
+        QTest::newRow("object on top: empty") << R"(two | {"name":"main.c"} | 010 | )";
+        QTest::newRow("empty twice") << R"([] | {"name":"main.c"} | 001 | )";
+        // More than 8 bytes cannot be sampled: such a variable is left out.
+        QTest::newRow("odd shapes skipped")
+            << R"([] | [1,{"name":"e.c"},{"name":"a.c","dataList":[2,{"name":"y","size":8},{"name":"z","size":9},null]}] | 010 | y::::8)";
+        QTest::newRow("syntax error") << R"(two | [{"name": | 000 | two)";
+        QTest::newRow("missing file") << "two | missing | 000 | two";
+    }
+    void secondRead() {
+        const QStringList f = Row::Fields();
+        VarParser parser;
+        parser.Parse(write("first.json", Json(f[0])));
+        VarParser::VarDes* before = VarParser::VarList().value(0);
+        QSignalSpy created(&parser, &VarParser::VarListCreate), changed(&parser, &VarParser::VarListChanged),
+            unchanged(&parser, &VarParser::VarListWithoutChange);
+        parser.Parse(f[1] == "missing" ? m_dir.filePath("none.json") : write("second.json", Json(f[1])));
+        QCOMPARE(QString("%1%2%3").arg(created.count()).arg(changed.count()).arg(unchanged.count()), f[2]);
+        QStringList records;
+        for (const VarParser::VarDes* v : VarParser::VarList())
+            records << QString("%1:%2:%3:%4:%5").arg(v->name, v->address, v->scope, v->type).arg(v->size);
+        QCOMPARE(records.join(' '), f[3] == "two" ? kTwoHeld : f[3]);
+        // Unchanged keeps the very records handed out; a change replaces them, the old ones stay readable.
+        if (before != nullptr)
+            QCOMPARE(VarParser::VarList().value(0) == before, f[2] != "010");
+        int grouped = 0;
+        for (const VarParser::VarGroup* g : VarParser::GroupList())
+            grouped += g->vars.size();
+        QCOMPARE(grouped, records.size());
+    }
+
+    void missingElfJsonShowsBox() {
+        const QString old = QDir::currentPath();
+        QDir::setCurrent(m_dir.path());
+        VarParser parser;
+        VarParser::SetInstance(&parser);
+        QCOMPARE(LoadSymbolFile(), false);
+        QDir::setCurrent(old);
+        QCOMPARE(m_shown, QStringList{"file not found!!"});
+    }
+
+    void extractorRunsOnRealElf() {
+        write("fw.c", "volatile int speed = 3;\nstatic float gain = 1.5f;\nint main(void) { return speed + "
+                      "(int)gain; }\n");
+        QCOMPARE(
+            QProcess::execute("gcc", {"-g", "-O0", "-o", m_dir.filePath("fw.elf"), m_dir.filePath("fw.c")}),
+            0);
+        const QString old = QDir::currentPath();
+        QDir::setCurrent(m_dir.path());
+        VarParser parser;
+        VarParser::SetInstance(&parser);
+        QSignalSpy created(&parser, &VarParser::VarListCreate);
+        const bool loaded = RunExtractorAndLoad(m_dir.filePath("fw.elf"));
+        QDir::setCurrent(old);
+        QVERIFY2(loaded, qPrintable(m_shown.join(", ")));
+        QCOMPARE(created.count(), 1);
+        QStringList names;
+        for (const VarParser::VarDes* v : VarParser::VarList())
+            names << v->name + ":" + v->type + ":" + v->scope;
+        QVERIFY2(names.contains("speed:int:global") && names.contains("gain:float:static"),
+                 qPrintable(names.join(" ")));
+    }
+
+    // The dialog's texts, and the compiled-in icons: each loads as its own 32 x 32 picture drawn on a
+    // transparent ground (the dialog has loaded them; a second load is harmless).
+    void textsAndIcons() {
+        SelectSymbolsDlg dlg;
+        QCOMPARE(dlg.windowTitle(), QString("Select Symbols"));
+        QStringList headers;
+        for (int c = 0; c < dlg.Tree()->columnCount(); ++c)
+            headers << dlg.Tree()->headerItem()->text(c);
+        QCOMPARE(headers, (QStringList{"Name", "Type", "Scope", "Size", "Address", "Select"}));
+        QCOMPARE(dlg.FilterEdit()->placeholderText(), QString("Filter based on variable name"));
+        QVERIFY(dlg.FilterEdit()->toolTip().contains("ilter based on variable name</span>"));
+        QCOMPARE(dlg.FilterEdit()->actions().size(), 1);
+        QCOMPARE(dlg.ButtonBox()->standardButtons(), QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
+        QVERIFY(!(dlg.windowFlags() & Qt::WindowContextHelpButtonHint));
+        InitImageResources();
+        QList<QImage> seen;
+        for (const char* name : {"find", "start", "stop", "zoomin", "zoomout", "setting"}) {
+            const QImage image(QString(":/images/%1.png").arg(name));
+            QVERIFY2(image.size() == QSize(32, 32) && image.hasAlphaChannel() &&
+                         qAlpha(image.pixel(0, 0)) == 0,
+                     name);
+            int drawn = 0;
+            for (int y = 0; y < image.height(); ++y)
+                for (int x = 0; x < image.width(); ++x)
+                    drawn += qAlpha(image.pixel(x, y)) > 128 ? 1 : 0;
+            QVERIFY2(drawn > 100 && !seen.contains(image), name);
+            seen << image;
+        }
+    }
+
+    // Groups show in reverse file order, variables in file order; box i belongs to flat-list record i.
+    void tree() {
+        QVERIFY(LoadCatalogue(kTwoGroups));
+        SelectSymbolsDlg dlg;
+        dlg.BuildTree();
+        dlg.CheckBoxes().at(2)->setChecked(true);
+        QCOMPARE(Rows(dlg),
+                 (QStringList{"adc.c", "adc_raw unsigned short global 2 20000100 -",
+                              "speed_adc int global 4 20000104 -", "motor.c", "speed int global 4 20000010 -",
+                              "speed_ref float global 4 20000014 -", "Torque short static 2 20000018 x"}));
+        QVERIFY(dlg.Tree()->topLevelItem(0)->isExpanded());
+    }
+
+    void filter_data() {
+        Row::Column();
+        QTest::newRow("children keep their groups") << "speed | adc.c speed_adc motor.c speed speed_ref";
+        QTest::newRow("case-sensitive") << "torque | ";
+        QTest::newRow("group and child names") << "adc | adc.c adc_raw speed_adc";
+        QTest::newRow("group name alone") << "motor | motor.c";
+        QTest::newRow("substring inside") << "_r | adc.c adc_raw motor.c speed_ref";
+        QTest::newRow("cleared again shows all")
+            << " | adc.c adc_raw speed_adc motor.c speed speed_ref Torque";
+    }
+    void filter() {
+        const QStringList f = Row::Fields();
+        QVERIFY(LoadCatalogue(kTwoGroups));
+        SelectSymbolsDlg dlg;
+        dlg.BuildTree();
+        QTest::keyClicks(dlg.FilterEdit(), "zzz"); // the user types; textChanged drives the filter
+        dlg.Tree()->collapseAll();
+        dlg.FilterEdit()->setText(f[0].trimmed());
+        QStringList names;
+        for (const QString& row : Rows(dlg))
+            names << row.section(' ', 0, 0);
+        QCOMPARE(names.join(' '), f[1].trimmed());
+    }
+
+    // Box 2 ticked and confirmed, then the dialog opened as it is or rebuilt, boxes clicked, OK or Cancel:
+    // how | clicked | ticks shown | records' marks and ticks afterwards | SelectedDone signals
+    void closing_data() {
+        Row::Column();
+        QTest::newRow("OK writes the ticks") << "show 0 3 ok | --x-- | x-xx- | 1";
+        QTest::newRow("Cancel restores the confirmed ticks") << "show 2 4 cancel | --x-- | --x-- | 0";
+        QTest::newRow("rebuild unticks, Cancel puts back") << "rebuild cancel | ----- | --x-- | 0";
+        QTest::newRow("rebuild, OK keeps nothing") << "rebuild ok | ----- | ----- | 1";
+        QTest::newRow("no catalogue") << "empty ok |  |  | 1";
+    }
+    void closing() {
+        const QStringList f = Row::Fields();
+        QStringList steps = f[0].split(' ');
+        QVERIFY(steps[0] == "empty" || LoadCatalogue(kTwoGroups));
+        SelectSymbolsDlg dlg;
+        dlg.BuildTree();
+        if (steps[0] != "empty")
+            dlg.CheckBoxes().at(2)->setChecked(true);
+        dlg.accept();
+        QSignalSpy selected(&dlg, &SelectSymbolsDlg::SelectedDone);
+        QString ticksShown;
+        QTimer::singleShot(0, &dlg, [&] {
+            QVERIFY(dlg.isVisible() && dlg.isModal());
+            ticksShown = Ticks(dlg);
+            for (const QString& i : steps.mid(1, steps.size() - 2))
+                dlg.CheckBoxes().at(i.toInt())->click();
+            const auto which = steps.last() == "ok" ? QDialogButtonBox::Ok : QDialogButtonBox::Cancel;
+            QTest::mouseClick(dlg.ButtonBox()->button(which), Qt::LeftButton);
+        });
+        steps[0] == "show" ? dlg.ShowDialog() : dlg.InitItemAndShow();
+        QCOMPARE(ticksShown + " " + Marks() + " " + Ticks(dlg), f[1] + " " + f[2] + " " + f[2]);
+        QCOMPARE(selected.count(), f[3].toInt());
+        QVERIFY(!dlg.isVisible());
+    }
+
+    // A record to untick ("-": no catalogue): name address type scope size | ticks afterwards (all ticked
+    // before); the confirmed marks change only on the next OK.
+    void removeSelect_data() {
+        Row::Column();
+        QTest::newRow("exact") << "speed_ref 20000014 float global 4 | x-xxx";
+        QTest::newRow("scope and size differ") << "speed_ref 20000014 float local 8 | x-xxx";
+        QTest::newRow("other type") << "speed_ref 20000014 int global 4 | xxxxx";
+        QTest::newRow("address case") << "speed_ref 2000001A float global 4 | xxxxx";
+        QTest::newRow("other name") << "Speed_ref 20000014 float global 4 | xxxxx";
+        QTest::newRow("last record") << "speed_adc 20000104 int global 4 | xxxx-";
+        QTest::newRow("no catalogue") << "- | ";
+    }
+    void removeSelect() {
+        const QStringList f = Row::Fields(), r = f[0].split(' ');
+        QVERIFY(r[0] == "-" || LoadCatalogue(kTwoGroups));
+        SelectSymbolsDlg dlg;
+        dlg.BuildTree();
+        for (QCheckBox* box : dlg.CheckBoxes())
+            box->setChecked(true);
+        dlg.accept();
+        dlg.RemoveSelect(
+            {r[0], r.value(1), r.value(3), r.value(2), r.value(4).toInt(), 0, 0, false, false, {}});
+        QCOMPARE(Ticks(dlg), f[1]);
+        QCOMPARE(Marks(), QString(f[1].size(), 'x'));
+    }
+};
+
+QTEST_MAIN(SymbolsTest)
+#include "tst_symbols.moc"
