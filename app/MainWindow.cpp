@@ -31,6 +31,8 @@
 namespace {
 // How often a running session is checked for an end of its own.
 constexpr int kSessionPollMs = 200;
+// The table dock's starting width.
+constexpr int kDockWidth = 420;
 // How long a failed value write stays in the status bar.
 constexpr int kWriteFailureMs = 5000;
 const char* const kProjectFilter = QT_TRANSLATE_NOOP("MainWindow", "tidewatch project files(*.tidewatch)");
@@ -191,6 +193,7 @@ void MainWindow::CreateDock() {
     dock->setAllowedAreas(Qt::RightDockWidgetArea);
     dock->setWidget(varTable->GetTableWidget());
     addDockWidget(Qt::RightDockWidgetArea, dock);
+    resizeDocks({dock}, {kDockWidth}, Qt::Horizontal); // wide enough for the value column
     connect(dock, &TableDockWidget::Closed, this, &MainWindow::SetTableHidden);
 }
 
@@ -229,6 +232,7 @@ void MainWindow::ConnectParts() {
             &VarTableWidget::UpdateTableWithVariableList);
     connect(this, &MainWindow::HiddenToolTips, chartWidget, &ChartWidget::SetToolTipsHidden);
 
+    connect(dataSource, &DataSource::VarValuesUpdated, varTable, &VarTableWidget::UpdateVarValue);
     connect(varTable, &VarTableWidget::WriteFailed, this, &MainWindow::ShowWriteFailure);
 }
 

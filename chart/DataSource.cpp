@@ -216,14 +216,8 @@ void DataSource::Display(const QVector<QVector<QPointF>>& data_value,
 
     if (CommonCfg::ChartRefresh())
         UpdateAllSeries();
-    RefreshVarTable();
-}
-
-void DataSource::RefreshVarTable() {
-    // The table registers itself once it exists; it reads Points() and MathValues().
-    QObject* table = CommonCfg::VarTable();
-    if (table != nullptr)
-        QMetaObject::invokeMethod(table, "UpdateVarValue", Qt::DirectConnection);
+    // The table reads Points() and MathValues() when told.
+    emit VarValuesUpdated();
 }
 
 void DataSource::EmitXBegin(double begin) {

@@ -56,6 +56,8 @@ signals:
     void SetXRange(double left, double right);
     void SetYRange(double min, double max);
     void SetXBegin(int begin);
+    // A batch has been taken in: the value column can show the newest values.
+    void VarValuesUpdated();
 
 public slots:
     QVector<quint32> GetVarList() const;
@@ -75,7 +77,6 @@ private:
     static int ScalingIndex(quint32 address);
     // The worker's stored data once more: through its thread while it runs, else drained here.
     void Redeliver();
-    void RefreshVarTable();
 
     QVector<QVector<QPointF>> points;
     QVector<QVector<QPointF>> work;

@@ -19,7 +19,9 @@
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QFileDialog>
+#include <QLabel>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QRandomGenerator>
 #include <QScrollBar>
 #include <QTemporaryDir>
@@ -36,14 +38,20 @@ void Click(QWidget* widget) {
     QTest::mouseClick(widget, Qt::LeftButton);
 }
 
-// Answers the next modal file dialog with this file name.
+// Answers the next file dialog with this file name, once it shows.
 void AnswerFileDialog(const QString& path) {
-    QTimer::singleShot(200, [path] {
-        auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
-        QVERIFY(dialog != nullptr);
-        dialog->selectFile(path);
-        dialog->accept();
+    auto* poll = new QTimer;
+    QObject::connect(poll, &QTimer::timeout, [poll, path] {
+        for (QWidget* widget : QApplication::topLevelWidgets())
+            if (auto* dialog = qobject_cast<QFileDialog*>(widget); dialog != nullptr && dialog->isVisible()) {
+                poll->deleteLater();
+                auto* name = dialog->findChild<QLineEdit*>("fileNameEdit");
+                name->setText(path);
+                QTest::keyClick(name, Qt::Key_Return);
+                return;
+            }
     });
+    poll->start(50);
 }
 } // namespace
 
@@ -51,21 +59,35 @@ class MainWindowTest : public QObject {
     Q_OBJECT
     MainWindow* m_window = nullptr;
 
-    QWidget* ToolButton(QAction* action) const { return m_window->findChild<QToolBar*>("toolBar")->widgetForAction(action); }
+    QWidget* ToolButton(QAction* action) const {
+        return m_window->findChild<QToolBar*>("toolBar")->widgetForAction(action);
+    }
     double Newest(const QString& name) const {
         const QList<VarTableWidget::LineItem*>& rows = m_window->Table()->LineItems();
         for (int i = 0; i < rows.size(); ++i)
-            if (rows[i]->varDes->name == name && !m_window->Chart()->GetDataSource()->Points().value(i).isEmpty())
+            if (rows[i]->varDes->name == name &&
+                !m_window->Chart()->GetDataSource()->Points().value(i).isEmpty())
                 return m_window->Chart()->GetDataSource()->Points()[i].last().y();
         return qQNaN();
     }
 
 private slots:
-    // The "c" value | the store afterwards: manufacturer, device, tool flag, JTAG flag, speed, ELF ("-": refused)
+    // File dialogs as widgets the test can answer, whatever platform theme the machine has.
+    void initTestCase() { QApplication::setAttribute(Qt::AA_DontUseNativeDialogs); }
+    // Also on a failure: the window's end stops the simulator its launcher started.
+    void cleanup() {
+        delete m_window;
+        m_window = nullptr;
+    }
+
+    // The "c" value | the store afterwards: manufacturer, device, tool flag, JTAG flag, speed, ELF ("-":
+    // refused)
     void commandLine_data() {
         Row::Column();
-        QTest::newRow("J-Link, SWD") << "corvane 7425MQDTCA jlink swd 4000 /fw/app.elf | Corvane 7425MQDTCA 0 0 4000 /fw/app.elf";
-        QTest::newRow("capital C is the other maker") << "Corvane X my-jlink SWD 12x /a.elf | Pellonar X 0 0 0 /a.elf";
+        QTest::newRow("J-Link, SWD")
+            << "corvane 7425MQDTCA jlink swd 4000 /fw/app.elf | Corvane 7425MQDTCA 0 0 4000 /fw/app.elf";
+        QTest::newRow("capital C is the other maker")
+            << "Corvane X my-jlink SWD 12x /a.elf | Pellonar X 0 0 0 /a.elf";
         QTest::newRow("openocd, JTAG") << "corvane X openocd jtag 1000 /a.elf | Corvane X 1 1 1000 /a.elf";
         QTest::newRow("simulator") << "corvane X tidewatch-sim swd 4000 /a.elf | Corvane X 2 0 4000 /a.elf";
         QTest::newRow("empty field kept") << "corvane  jlink swd 4000 /a.elf | Corvane  0 0 4000 /a.elf";
@@ -77,18 +99,22 @@ private slots:
         QString message;
         QCOMPARE(ApplyCommandLineConfig({f[0], "second value ignored"}, &message), f[1] != "-");
         QCOMPARE(CommonCfg::OptionsMode(), f[1] != "-");
-        if (f[1] == "-")
-            return QVERIFY(message.contains("six fields") && CommonCfg::ElfPath().isEmpty());
-        QCOMPARE(QStringList({CommonCfg::Manufacturer(), CommonCfg::Device(), QString::number(CommonCfg::IsOpenocdProbe()),
-                              QString::number(CommonCfg::IsJtag()), QString::number(CommonCfg::ConnectRate()),
-                              CommonCfg::ElfPath()})
-                     .join(' '),
-                 f[1]);
+        if (f[1] == "-") {
+            QVERIFY(message.contains("six fields") && CommonCfg::ElfPath().isEmpty());
+            return;
+        }
+        QCOMPARE(
+            QStringList({CommonCfg::Manufacturer(), CommonCfg::Device(),
+                         QString::number(CommonCfg::IsOpenocdProbe()), QString::number(CommonCfg::IsJtag()),
+                         QString::number(CommonCfg::ConnectRate()), CommonCfg::ElfPath()})
+                .join(' '),
+            f[1]);
         QCOMPARE(CommonCfg::Record().debugTool, f[0].section(' ', 2, 2));
     }
 
     void workflow() {
-        if (QStandardPaths::findExecutable("qemu-system-riscv32").isEmpty() || TaskManage::ServerAnswers(3333))
+        if (QStandardPaths::findExecutable("qemu-system-riscv32").isEmpty() ||
+            TaskManage::ServerAnswers(3333))
             QSKIP("needs qemu-system-riscv32 and a free port 3333");
         CommonCfg::ResetForTests();
         CommonCfg::InitStartup(QCoreApplication::applicationDirPath());
@@ -103,7 +129,8 @@ private slots:
         tool->setFocus();
         QTest::keyClick(tool, Qt::Key_End); // the simulator is the last tool
         QCOMPARE(tool->currentText(), QString("Simulator (tidewatch-sim)"));
-        for (const auto& [name, text] : {std::pair{"fileEdit", TIDEWATCH_DEMO_ELF}, {"sampleInterval", "1000"}}) {
+        for (const auto& [name, text] :
+             {std::pair{"fileEdit", TIDEWATCH_DEMO_ELF}, {"sampleInterval", "1000"}}) {
             auto* edit = project->findChild<QLineEdit*>(name);
             edit->selectAll();
             QTest::keyClicks(edit, text);
@@ -117,8 +144,11 @@ private slots:
                 return;
             ticker.stop();
             for (QTreeWidgetItemIterator it(symbols->Tree()); *it != nullptr; ++it)
-                if (kWatched.contains((*it)->text(0)))
-                    Click(symbols->Tree()->itemWidget(*it, symbols->Tree()->columnCount() - 1));
+                if (kWatched.contains((*it)->text(0))) {
+                    QWidget* box = symbols->Tree()->itemWidget(*it, symbols->Tree()->columnCount() - 1);
+                    box->setFocus();
+                    QTest::keyClick(box, Qt::Key_Space);
+                }
             ScreenShot::Save(symbols, "workflow-2-symbols");
             Click(symbols->ButtonBox()->button(QDialogButtonBox::Ok));
         });
@@ -129,7 +159,9 @@ private slots:
 
         Click(ToolButton(m_window->StartAction()));
         QTRY_VERIFY_WITH_TIMEOUT(Newest("loop_counter") > 0 && Newest("amplitude") == 1000, 20000);
-        QTRY_VERIFY(!m_window->Table()->LineItems()[0]->valueEdit->text().isEmpty());
+        QTRY_VERIFY_WITH_TIMEOUT(!m_window->Table()->LineItems()[0]->valueEdit->text().isEmpty() &&
+                                     m_window->Chart()->FpsLabel()->text().startsWith("FPS: "),
+                                 10000);
         ScreenShot::Save(m_window, "workflow-3-live");
         ValueLineEdit* amplitude = m_window->Table()->LineItems()[0]->valueEdit;
         QCOMPARE(m_window->Table()->LineItems()[0]->varDes->name, QString("amplitude"));
@@ -169,7 +201,7 @@ private slots:
             QVERIFY2(clock.elapsed() < 1000 + 300, qPrintable(QString("cycle %1").arg(cycle)));
             QVERIFY(m_window->StartAction()->isEnabled());
         }
-        delete m_window;
+        cleanup();
         QVERIFY(QFile::exists(MainWindow::AutosavePath()));
         QTRY_VERIFY_WITH_TIMEOUT(!TaskManage::ServerAnswers(3333), 5000); // its simulator ended with it
     }

@@ -290,8 +290,8 @@ private slots:
         watch(0, 1, 2.0f, 0.0f, 0x20000100);
         DataSource source;
         TableProbe table(&source);
-        source.Display({{QPointF(40, 1)}}, {{}}); // no table registered yet
-        CommonCfg::SetVarTable(&table);
+        source.Display({{QPointF(40, 1)}}, {{}}); // nothing connected yet
+        connect(&source, &DataSource::VarValuesUpdated, &table, &TableProbe::UpdateVarValue);
         source.Display(batchOf({1, 5, 3}), {{}});
         QCOMPARE(table.calls, 1);
         QCOMPARE(table.seen[0].last().y(), 6.0);
@@ -303,7 +303,6 @@ private slots:
         QCOMPARE(source.GetVarList(), QVector<quint32>{0x20000100u});
         QCOMPARE(source.GetFirstDataTime(), qint64(40));
         QCOMPARE(source.GetLastDataTime(), qint64(80));
-        CommonCfg::SetVarTable(nullptr);
     }
     void xBeginRounds_data() {
         QTest::addColumn<double>("begin");

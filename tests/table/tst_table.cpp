@@ -160,6 +160,7 @@ private slots:
         m_table = new VarTableWidget;
         m_source = new DataSource;
         m_table->SetDataSource(m_source);
+        connect(m_source, &DataSource::VarValuesUpdated, m_table, &VarTableWidget::UpdateVarValue);
     }
     void cleanup() {
         delete m_window;
