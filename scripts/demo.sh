@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, and runs the demo: the simulated target running the demo firmware,
-# the symbol extractor on its ELF, and a few seconds of live samples with tidewatch-capture.
+# Installs what is missing, builds, and runs the demo. With a display: Tidewatch itself, its project
+# dialog filled in for the simulated target running the demo firmware (press OK, tick variables, press
+# Start). Without one: the simulated target, the symbol extractor on its ELF, and a few seconds of live
+# samples with tidewatch-capture.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -9,6 +11,10 @@ bash scripts/build.sh build
 
 bin=$root/build/bin
 elf=$root/examples/demo-firmware/demo.elf
+if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
+    echo "demo: opening Tidewatch on the demo firmware with the simulated target"
+    exec "$bin/tidewatch" -c "corvane 7425MQDTCA tidewatch-sim swd 4000 $elf"
+fi
 work=$(mktemp -d)
 sim_pid=""
 cleanup() {

@@ -14,6 +14,7 @@
 #include "SelectSymbolsDlg.h"
 #include "TaskManage.h"
 #include "ValueLineEdit.h"
+#include "VarChartView.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -29,6 +30,7 @@
 #include <QTreeWidget>
 #include <QtCharts/QValueAxis>
 #include <QtTest>
+#include <functional>
 
 namespace {
 const QStringList kWatched = {"amplitude", "follower", "loop_counter"};
@@ -36,6 +38,17 @@ const QStringList kWatched = {"amplitude", "follower", "loop_counter"};
 void Click(QWidget* widget) {
     QVERIFY(widget != nullptr && widget->isEnabled());
     QTest::mouseClick(widget, Qt::LeftButton);
+}
+
+// Whether a pixel of the picture inside the widget's area passes the test.
+bool AnyPixel(const QImage& image, QWidget* window, QWidget* widget,
+              const std::function<bool(QColor)>& test) {
+    const QRect area(widget->mapTo(window, QPoint(0, 0)), widget->size());
+    for (int y = area.top(); y <= area.bottom(); ++y)
+        for (int x = area.left(); x <= area.right(); ++x)
+            if (test(image.pixelColor(x, y)))
+                return true;
+    return false;
 }
 
 // Answers the next file dialog with this file name, once it shows.
@@ -162,12 +175,22 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!m_window->Table()->LineItems()[0]->valueEdit->text().isEmpty() &&
                                      m_window->Chart()->FpsLabel()->text().startsWith("FPS: "),
                                  10000);
-        ScreenShot::Save(m_window, "workflow-3-live");
+        // Mid-edit: the picture shows every row's colour as a curve and only the edited cell framed in blue.
         ValueLineEdit* amplitude = m_window->Table()->LineItems()[0]->valueEdit;
         QCOMPARE(m_window->Table()->LineItems()[0]->varDes->name, QString("amplitude"));
         Click(amplitude);
         amplitude->selectAll();
         QTest::keyClicks(amplitude, "2500");
+        const QImage live = ScreenShot::Save(m_window, "workflow-3-live");
+        for (const VarTableWidget::LineItem* row : m_window->Table()->LineItems()) {
+            const QColor colour = QColor::fromRgb(row->colorLabel->property("rgb").toUInt());
+            QVERIFY(
+                AnyPixel(live, m_window, m_window->Chart()->View(), [&](QColor c) { return c == colour; }));
+            const bool framed = AnyPixel(live, m_window, row->valueEdit, [](QColor c) {
+                return c.blue() > 200 && c.red() < 60 && c.green() < 60;
+            });
+            QCOMPARE(framed, row->valueEdit == amplitude);
+        }
         QTest::keyClick(amplitude, Qt::Key_Return);
         QTRY_COMPARE_WITH_TIMEOUT(Newest("amplitude"), 2500.0, 10000);
         Click(ToolButton(m_window->StopAction()));
