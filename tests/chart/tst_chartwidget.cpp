@@ -59,20 +59,17 @@ private slots:
         QCOMPARE(m_chart->Chart()->title(), "Total Time " + f[1]);
     }
 
-    // width | ticks (unknown step: 500000 us per division)
+    // width | ticks | zoom index (-1: unknown step, 500000 us per division)
     void resizeWidth_data() {
-        QTest::addColumn<int>("width");
-        QTest::addColumn<int>("ticks");
-        QTest::addColumn<int>("zoomIndex");
-        QTest::newRow("999") << 999 << 10 << 10;
-        QTest::newRow("1500") << 1500 << 15 << 10;
-        QTest::newRow("2000") << 2000 << 20 << 10;
-        QTest::newRow("unknown step") << 1500 << 15 << -1;
+        Row::Column();
+        QTest::newRow("999") << "999 | 10 | 10";
+        QTest::newRow("1500") << "1500 | 15 | 10";
+        QTest::newRow("2000") << "2000 | 20 | 10";
+        QTest::newRow("unknown step") << "1500 | 15 | -1";
     }
     void resizeWidth() {
-        QFETCH(int, width);
-        QFETCH(int, ticks);
-        QFETCH(int, zoomIndex);
+        const int width = Row::Fields()[0].toInt(), ticks = Row::Fields()[1].toInt(),
+                  zoomIndex = Row::Fields()[2].toInt();
         CommonCfg::SetZoomIndex(zoomIndex);
         m_chart->AxisX()->setMin(1000);
         m_chart->ResizeWidth(width);

@@ -41,25 +41,6 @@ bool sameBits(double a, double b) {
     return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
-// Stands in for the variable table: counts refreshes and reads what the data source offers.
-class TableProbe : public QWidget {
-    Q_OBJECT
-public:
-    explicit TableProbe(DataSource* source) : m_source(source) {}
-    int calls = 0;
-    Batch seen;
-    QVector<QVector<float>> seenMath;
-public slots:
-    void UpdateVarValue() {
-        ++calls;
-        seen = m_source->Points();
-        seenMath = m_source->MathValues();
-    }
-
-private:
-    DataSource* m_source;
-};
-
 } // namespace
 
 class DataSourceTest : public QObject {
@@ -135,33 +116,32 @@ private slots:
         QCOMPARE(QString("%1 %2").arg(double(source.YMin()), 0, 'g', 9).arg(double(source.YMax()), 0, 'g', 9),
                  f[1]);
     }
+    // Null series | series index | the rolling index after each of several calls
     void update_data() {
-        QTest::addColumn<bool>("nullSeries");
-        QTest::addColumn<int>("index");
-        QTest::addColumn<QList<int>>("seen"); // the rolling index after each of several calls
-        QTest::newRow("cycles over the points") << false << 0 << QList<int>{0, 1, 2, 0, 1, 2, 0};
-        QTest::newRow("null series") << true << 0 << QList<int>{-1};
-        QTest::newRow("index below range") << false << -1 << QList<int>{-1};
-        QTest::newRow("empty point vector") << false << 1 << QList<int>{-1};
+        Row::Column();
+        QTest::newRow("cycles over the points") << "0 | 0 | 0 1 2 0 1 2 0";
+        QTest::newRow("null series") << "1 | 0 | -1";
+        QTest::newRow("index below range") << "0 | -1 | -1";
+        QTest::newRow("empty point vector") << "0 | 1 | -1";
     }
     void update() {
-        QFETCH(bool, nullSeries);
-        QFETCH(int, index);
-        QFETCH(QList<int>, seen);
+        const QStringList f = Row::Fields(), seen = f[2].split(' ');
+        const bool nullSeries = f[0] == "1";
+        const int index = f[1].toInt();
         watch(0, 1);
         watch(1, 1);
         DataSource source;
         source.Display({{QPointF(0, 1), QPointF(1, 2), QPointF(2, 3)}, {}}, QVector<QVector<float>>(2));
         QLineSeries series;
         series.append(9, 9);
-        QList<int> actual;
+        QStringList actual;
         for (int i = 0; i < seen.size(); ++i) {
             source.Update(nullSeries ? nullptr : &series, index);
-            actual << source.UpdateIndex();
+            actual << QString::number(source.UpdateIndex());
         }
         QCOMPARE(actual, seen);
         QCOMPARE(series.pointsVector(),
-                 (seen.first() < 0 ? QVector<QPointF>{QPointF(9, 9)} : source.Points()[0]));
+                 (seen.first() == "-1" ? QVector<QPointF>{QPointF(9, 9)} : source.Points()[0]));
     }
     void updateAllSeriesReplacesEachSeries() {
         watch(0, 1);
@@ -286,39 +266,38 @@ private slots:
         const QVector<QPointF> redrawn{QPointF(0, -6), QPointF(10, -5), QPointF(20, -5)};
         QCOMPARE(series[1].pointsVector(), call[0] == "last" && f[2] == "1" ? redrawn : QVector<QPointF>());
     }
+    // The table is told after each batch, the refresh flag off too, and reads the newest values then.
     void tableRefreshedAfterEachBatch() {
         watch(0, 1, 2.0f, 0.0f, 0x20000100);
         DataSource source;
-        TableProbe table(&source);
-        source.Display({{QPointF(40, 1)}}, {{}}); // nothing connected yet
-        connect(&source, &DataSource::VarValuesUpdated, &table, &TableProbe::UpdateVarValue);
+        QStringList seen;
+        connect(&source, &DataSource::VarValuesUpdated, this, [&] {
+            seen << QString("%1 %2 %3")
+                        .arg(source.Points()[0].last().y())
+                        .arg(source.MathValues()[0].value(0))
+                        .arg(source.MathValues()[0].value(1));
+        });
         source.Display(batchOf({1, 5, 3}), {{}});
-        QCOMPARE(table.calls, 1);
-        QCOMPARE(table.seen[0].last().y(), 6.0);
-        QCOMPARE(table.seenMath[0], (QVector<float>{2, 10}));
         CommonCfg::SetChartRefresh(false);
         source.Display({{QPointF(80, 4)}}, {{}});
-        QCOMPARE(table.calls, 2);
-        QCOMPARE(table.seen[0].last().y(), 8.0);
+        QCOMPARE(seen, (QStringList{"6 2 10", "8 8 8"}));
         QCOMPARE(source.GetVarList(), QVector<quint32>{0x20000100u});
-        QCOMPARE(source.GetFirstDataTime(), qint64(40));
+        QCOMPARE(source.GetFirstDataTime(), qint64(0));
         QCOMPARE(source.GetLastDataTime(), qint64(80));
     }
+    // Scroll start | emitted
     void xBeginRounds_data() {
-        QTest::addColumn<double>("begin");
-        QTest::addColumn<int>("emitted");
-        QTest::newRow("down") << 1234.4 << 1234;
-        QTest::newRow("half up") << 1234.5 << 1235;
-        QTest::newRow("negative") << -2.6 << -3;
+        Row::Column();
+        QTest::newRow("down") << "1234.4 | 1234";
+        QTest::newRow("half up") << "1234.5 | 1235";
+        QTest::newRow("negative") << "-2.6 | -3";
     }
     void xBeginRounds() {
-        QFETCH(double, begin);
-        QFETCH(int, emitted);
         DataSource source;
         QSignalSpy spy(&source, &DataSource::SetXBegin);
-        source.EmitXBegin(begin);
+        source.EmitXBegin(Row::Fields()[0].toDouble());
         QCOMPARE(spy.size(), 1);
-        QCOMPARE(spy[0][0].toInt(), emitted);
+        QCOMPARE(spy[0][0].toInt(), Row::Fields()[1].toInt());
     }
 };
 

@@ -51,35 +51,23 @@ class CommonCfgTest : public QObject {
 private slots:
     void init() { CommonCfg::ResetForTests(); }
 
-    // Each row is a lookup the dialogs make, with the index a user (or a loaded project) gives.
+    // A lookup the dialogs make, with the index a user (or a loaded project) gives | result
     void lookups_data() {
-        QTest::addColumn<int>("actual");
-        QTest::addColumn<int>("expected");
-        CommonCfg::ResetForTests();
-        QTest::newRow("models of the one manufacturer")
-            << CommonCfg::Devices(CommonCfg::Manufacturers()[0]).size() << 3;
-        QTest::newRow("manufacturer in other case") << CommonCfg::Devices("corvane").size() << 0;
-        QTest::newRow("models in the map") << CommonCfg::DeviceMap().value("Corvane").size() << 3;
-        QTest::newRow("openocd probe")
-            << CommonCfg::DebugToolFlag(CommonCfg::DebugTools().indexOf("jlink") - 1) << 1;
-        QTest::newRow("simulator") << CommonCfg::DebugToolFlag(2) << 2;
-        QTest::newRow("tool past the end") << CommonCfg::DebugToolFlag(3) << -1;
-        QTest::newRow("negative tool") << CommonCfg::DebugToolFlag(-1) << -1;
-        QTest::newRow("JTAG") << CommonCfg::DebugInterfaceFlag(CommonCfg::DebugInterfaces().indexOf("JTAG"))
-                              << 1;
-        QTest::newRow("interface past the end") << CommonCfg::DebugInterfaceFlag(2) << -1;
-        QTest::newRow("starts on the openocd probe") << CommonCfg::IsOpenocdProbe() << 1;
-        QTest::newRow("starts on SWD") << CommonCfg::IsJtag() << 0;
-        QTest::newRow("default speed") << CommonCfg::RateList()[CommonCfg::DefaultRateIndex()] << 4000;
-        QTest::newRow("default frame rate in the list")
-            << CommonCfg::FpsList().indexOf(CommonCfg::Fps()) << 4;
-        QTest::newRow("colours, one per curve") << CommonCfg::Palette().size() << CommonCfg::CurveLimit();
-        QTest::newRow("first curve red") << int(CommonCfg::Palette()[0].rgba()) << int(0xffff0000);
+        Row::Column();
+        QTest::newRow("models of a maker in another case") << "devices corvane | 0";
+        QTest::newRow("openocd probe") << "tool 0 | 1";
+        QTest::newRow("simulator") << "tool 2 | 2";
+        QTest::newRow("tool past the end") << "tool 3 | -1";
+        QTest::newRow("negative tool") << "tool -1 | -1";
+        QTest::newRow("JTAG") << "interface 1 | 1";
+        QTest::newRow("interface past the end") << "interface 2 | -1";
     }
     void lookups() {
-        QFETCH(int, actual);
-        QFETCH(int, expected);
-        QCOMPARE(actual, expected);
+        const QStringList f = Row::Fields(), call = f[0].split(' ');
+        const int result = call[0] == "tool"        ? CommonCfg::DebugToolFlag(call[1].toInt())
+                           : call[0] == "interface" ? CommonCfg::DebugInterfaceFlag(call[1].toInt())
+                                                    : CommonCfg::Devices(call[1]).size();
+        QCOMPARE(result, f[1].toInt());
     }
 
     // list, index | accepted | speed or frame rate afterwards (2000 and 25 before)
@@ -105,22 +93,18 @@ private slots:
         QCOMPARE(speed ? CommonCfg::ConnectRate() : CommonCfg::Fps(), f[2].toInt());
     }
 
+    // Failure code | text
     void errorText_data() {
-        QTest::addColumn<int>("code");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("2 server") << 2 << kServer;
-        QTest::newRow("3 debugger") << 3
-                                    << "Debugger connection Fail! Please check the connection between the "
-                                       "debugger and the PC ,and then restart Tidewatch!";
-        QTest::newRow("4 target") << 4 << kTarget;
-        QTest::newRow("1") << 1 << "Unkonw Error!";
-        QTest::newRow("int min") << std::numeric_limits<int>::min() << "Unkonw Error!";
+        Row::Column();
+        QTest::newRow("2 server") << "2 | " + kServer;
+        QTest::newRow("3 debugger")
+            << "3 | Debugger connection Fail! Please check the connection between the "
+               "debugger and the PC ,and then restart Tidewatch!";
+        QTest::newRow("4 target") << "4 | " + kTarget;
+        QTest::newRow("1") << "1 | Unkonw Error!";
+        QTest::newRow("int min") << "-2147483648 | Unkonw Error!";
     }
-    void errorText() {
-        QFETCH(int, code);
-        QFETCH(QString, text);
-        QCOMPARE(CommonCfg::ErrorText(code), text);
-    }
+    void errorText() { QCOMPARE(CommonCfg::ErrorText(Row::Fields()[0].toInt()), Row::Fields()[1]); }
 
     void errorTextTranslation() {
         MarkingTranslator translator;
