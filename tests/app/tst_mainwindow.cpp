@@ -219,6 +219,7 @@ private slots:
             QElapsedTimer clock;
             clock.start();
             Click(ToolButton(m_window->StartAction()));
+            QVERIFY(!m_window->StartAction()->isEnabled() && !m_window->NewAction()->isEnabled());
             QTest::qWait(rng.bounded(300)); // a random moment into the run, not a wait for an event
             Click(ToolButton(m_window->StopAction()));
             QVERIFY2(clock.elapsed() < 1000 + 300, qPrintable(QString("cycle %1").arg(cycle)));
