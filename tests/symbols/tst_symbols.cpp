@@ -42,16 +42,12 @@ QByteArray Json(const QString& text) {
 // Rows a user can see, in display order, as "name" or, for a variable, "name type scope size address tick".
 QStringList Rows(SelectSymbolsDlg& dlg) {
     QStringList rows;
-    for (QTreeWidgetItemIterator it(dlg.Tree()); *it != nullptr; ++it) {
-        bool seen = true;
-        for (QTreeWidgetItem* up = *it; up != nullptr; up = up->parent())
-            seen = seen && !up->isHidden();
+    for (QTreeWidgetItemIterator it(dlg.Tree(), QTreeWidgetItemIterator::NotHidden); *it != nullptr; ++it) {
         auto* box = qobject_cast<QCheckBox*>(dlg.Tree()->itemWidget(*it, 5));
         QStringList texts;
-        for (int c = 0; c < 5 && box != nullptr; ++c)
+        for (int c = 0; c < (box != nullptr ? 5 : 1); ++c)
             texts << (*it)->text(c);
-        if (seen)
-            rows << (box ? texts.join(' ') + (box->isChecked() ? " x" : " -") : (*it)->text(0));
+        rows << texts.join(' ') + (box == nullptr ? "" : box->isChecked() ? " x" : " -");
     }
     return rows;
 }
@@ -102,11 +98,11 @@ private slots:
     // changed, unchanged counts of the second read | name:address:scope:type:size of each record afterwards
     void secondRead_data() {
         Row::Column();
-        QTest::newRow("identical") << "two | two | 001 | two";
-        QTest::newRow("scope only: old records kept") << R"(two | "global" => "static" | 001 | two)";
-        QTest::newRow("size only")
-            << R"(two | "size":4,"type":"unsigned => "size":2,"type":"unsigned | 001 | two)";
-        QTest::newRow("key and group name") << R"(two | main.c => other.c & "key":1 => "key":9 | 001 | two)";
+        // Only name, address and type count: other fields changed keep the old records.
+        QTest::newRow("scope, size, key, group name")
+            << R"(two | "global" => "static" & )"
+               R"("size":4,"type":"unsigned => "size":2,"type":"unsigned & )"
+               R"(main.c => other.c & "key":1 => "key":9 | 001 | two)";
         QTest::newRow("type letter case")
             << R"(two | "float" => "Float" | 010 | counter:20000000:global:unsigned int:4 wave:0x20000004:static:Float:4)";
         QTest::newRow("address spelling")
@@ -118,7 +114,6 @@ private slots:
         QTest::newRow("one fewer")
             << R"(two | [{"name":"a.c","dataList":[{"name":"x","size":"4"}]}] | 010 | x::::0)";
         QTest::newRow("object on top: empty") << R"(two | {"name":"main.c"} | 010 | )";
-        QTest::newRow("empty twice") << R"([] | {"name":"main.c"} | 001 | )";
         // More than 8 bytes cannot be sampled: such a variable is left out.
         QTest::newRow("odd shapes skipped")
             << R"([] | [1,{"name":"e.c"},{"name":"a.c","dataList":[2,{"name":"y","size":8},{"name":"z","size":9},null]}] | 010 | y::::8)";
@@ -141,22 +136,9 @@ private slots:
         // Unchanged keeps the very records handed out; a change replaces them, the old ones stay readable.
         if (before != nullptr)
             QCOMPARE(VarParser::VarList().value(0) == before, f[2] != "010");
-        int grouped = 0;
-        for (const VarParser::VarGroup* g : VarParser::GroupList())
-            grouped += g->vars.size();
-        QCOMPARE(grouped, records.size());
     }
 
-    void missingElfJsonShowsBox() {
-        const QString old = QDir::currentPath();
-        QDir::setCurrent(m_dir.path());
-        VarParser parser;
-        VarParser::SetInstance(&parser);
-        QCOMPARE(LoadSymbolFile(), false);
-        QDir::setCurrent(old);
-        QCOMPARE(m_shown, QStringList{"file not found!!"});
-    }
-
+    // An extractor run that fails leaves no list: the user is told; a real program loads.
     void extractorRunsOnRealElf() {
         write("fw.c", "volatile int speed = 3;\nstatic float gain = 1.5f;\nint main(void) { return speed + "
                       "(int)gain; }\n");
@@ -168,9 +150,10 @@ private slots:
         VarParser parser;
         VarParser::SetInstance(&parser);
         QSignalSpy created(&parser, &VarParser::VarListCreate);
+        QVERIFY(!RunExtractorAndLoad(m_dir.filePath("none.elf")) && m_shown.value(0) == "file not found!!");
         const bool loaded = RunExtractorAndLoad(m_dir.filePath("fw.elf"));
         QDir::setCurrent(old);
-        QVERIFY2(loaded, qPrintable(m_shown.join(", ")));
+        QVERIFY2(loaded && m_shown.size() == 1, qPrintable(m_shown.join(", ")));
         QCOMPARE(created.count(), 1);
         QStringList names;
         for (const VarParser::VarDes* v : VarParser::VarList())
@@ -190,7 +173,6 @@ private slots:
         QCOMPARE(headers, (QStringList{"Name", "Type", "Scope", "Size", "Address", "Select"}));
         QCOMPARE(dlg.FilterEdit()->placeholderText(), QString("Filter based on variable name"));
         QVERIFY(dlg.FilterEdit()->toolTip().contains("ilter based on variable name</span>"));
-        QCOMPARE(dlg.FilterEdit()->actions().size(), 1);
         QCOMPARE(dlg.ButtonBox()->standardButtons(), QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
         QVERIFY(!(dlg.windowFlags() & Qt::WindowContextHelpButtonHint));
         InitImageResources();
@@ -228,7 +210,6 @@ private slots:
         QTest::newRow("case-sensitive") << "torque | ";
         QTest::newRow("group and child names") << "adc | adc.c adc_raw speed_adc";
         QTest::newRow("group name alone") << "motor | motor.c";
-        QTest::newRow("substring inside") << "_r | adc.c adc_raw motor.c speed_ref";
         QTest::newRow("cleared again shows all")
             << " | adc.c adc_raw speed_adc motor.c speed speed_ref Torque";
     }
@@ -285,12 +266,10 @@ private slots:
     // before); the confirmed marks change only on the next OK.
     void removeSelect_data() {
         Row::Column();
-        QTest::newRow("exact") << "speed_ref 20000014 float global 4 | x-xxx";
         QTest::newRow("scope and size differ") << "speed_ref 20000014 float local 8 | x-xxx";
         QTest::newRow("other type") << "speed_ref 20000014 int global 4 | xxxxx";
         QTest::newRow("address case") << "speed_ref 2000001A float global 4 | xxxxx";
         QTest::newRow("other name") << "Speed_ref 20000014 float global 4 | xxxxx";
-        QTest::newRow("last record") << "speed_adc 20000104 int global 4 | xxxx-";
         QTest::newRow("no catalogue") << "- | ";
     }
     void removeSelect() {
