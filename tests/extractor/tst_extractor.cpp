@@ -189,20 +189,18 @@ private slots:
             return;
         }
         QCOMPARE(groups, (QStringList{"sample.c", "other.c"}));
-        for (const QString& symbol : build.symbols.keys())
-            if (symbol.contains(QRegularExpression("^(g_|s_|other_)|^(calls|ticks)$")) &&
-                !leaves.contains(symbol))
-                QVERIFY2(leaves.contains("sample_step::" + symbol) ||
-                             leaves.contains("other_tick::" + symbol),
-                         qPrintable(symbol));
-        QCOMPARE(leaves.value("s_private"), 2); // two statics of one name are two variables
-        // id, gain, pos[2].{x,y}, last, raw.word, raw.bytes[4], lo, hi; the two bit-fields are gone.
+        // Every fixture variable, "*n" for n leaves: two statics of one name are two variables; g_sensor is
+        // id, gain, pos[2].{x,y}, last, raw.word, raw.bytes[4], lo, hi without its two bit-fields.
         QStringList counts;
-        for (const char* v :
-             {"g_sensor", "g_points", "g_matrix", "g_table", "g_name", "g_big", "other_buffer"})
-            counts << QString("%1 %2").arg(v).arg(leaves.value(v));
-        QCOMPARE(counts.join(' '),
-                 QString("g_sensor 14 g_points 6 g_matrix 6 g_table 3 g_name 8 g_big 64 other_buffer 16"));
+        for (auto it = leaves.cbegin(); it != leaves.cend(); ++it)
+            counts << it.key() + (it.value() > 1 ? QString("*%1").arg(it.value()) : QString());
+        QCOMPARE(
+            counts.join(' '),
+            QString(
+                "g_big*64 g_color g_counter g_double g_flag g_float g_handler g_i32 g_int g_ldouble g_llong "
+                "g_long g_matrix*6 g_mode g_name*8 g_points*6 g_ptr g_schar g_sensor*14 g_short g_table*3 "
+                "g_u16 g_uchar g_uint g_ullong g_ulong g_ushort other_buffer*16 other_tick::ticks s_limit "
+                "s_private*2 sample_step::calls"));
         for (const char* row : kLeaves) {
             const QStringList f = QString(row).split(" | "), enc = f[3].split(' '), sizes = f[4].split(' ');
             const QString scope = f[0].contains("::") ? "static" : "global";
@@ -218,7 +216,6 @@ private slots:
     void commandLine_data() {
         Row::Column();
         QTest::newRow("default limit 64") << "good |  |  | g_big[63] -g_big[64]";
-        QTest::newRow("limit 10") << "good | --array-limit 10 |  | g_big[9] -g_big[10]";
         QTest::newRow("short option, per dimension") << "good | -a 2 |  | g_matrix[1][1] g_sensor.pos[1].y "
                                                         "-g_matrix[1][2] -g_table[2] -g_sensor.raw.bytes[2]";
         QTest::newRow("0 lists all") << "good | --array-limit=0 |  | g_big[999] -g_big[1000]";
@@ -228,13 +225,11 @@ private slots:
                "without a fixed address/beyond the array limit/elf.json | ";
         QTest::newRow("missing file") << "missing |  | cannot open | ";
         QTest::newRow("text file") << "text |  | is not an ELF file | ";
-        QTest::newRow("folder") << "folder |  | is not an ELF file | ";
         QTest::newRow("ELF without -g") << "nodebug |  | has no debug information | ";
         QTest::newRow("object file") << "object |  | is not a linked program | ";
         QTest::newRow("bad DWARF version") << "badversion |  | cannot read the debug information | ";
         QTest::newRow("garbled DWARF") << "garbled |  | cannot read the debug information | ";
         QTest::newRow("no argument") << "none |  | expected exactly one ELF file | ";
-        QTest::newRow("two arguments") << "good | second.elf | expected exactly one ELF file | ";
         QTest::newRow("bad limit") << "good | --array-limit -3 | --array-limit needs a count | ";
         QTest::newRow("unknown option") << "good | --bogus | Unknown option 'bogus' | ";
     }
@@ -247,8 +242,6 @@ private slots:
         QFile file(elf);
         if (input == "text")
             QVERIFY(file.open(QIODevice::WriteOnly) && file.write("int main(void) { return 0; }\n") > 0);
-        else if (input == "folder")
-            QVERIFY(QDir().mkpath(elf));
         else if (input == "nodebug")
             QVERIFY(Compile(false, "-O0", {kFixtures + "sample.c", kFixtures + "other.c"}, elf));
         else if (input == "object" || input == "novars")
@@ -314,10 +307,6 @@ private slots:
         const QJsonObject entry = top[0].toObject().value("dataList").toArray().at(0).toObject();
         QCOMPARE(entry.value("name").toString(), QString::fromUtf8(name + suffix));
         QCOMPARE(entry.value("address").toString(), QString("ffffffff80000004"));
-        QByteArray literal;
-        AppendJsonString(&literal, name, suffix);
-        QCOMPARE(QJsonDocument::fromJson("[" + literal + "]").array().at(0).toString(),
-                 QString::fromUtf8(name + suffix));
     }
 
     void writeIntoMissingFolderFails() {
