@@ -112,7 +112,6 @@ class TestExtractor : public QObject {
 
 private slots:
     void initTestCase() {
-        QVERIFY(m_dir.isValid());
         const bool haveRv = !QStandardPaths::findExecutable("riscv64-unknown-elf-gcc").isEmpty();
         for (const auto& variant : kVariants) {
             const bool rv32 = QByteArray(variant[0]).startsWith("rv32");
@@ -236,16 +235,14 @@ private slots:
         const QStringList args = f[1].split(' ', Qt::SkipEmptyParts),
                           listed = f[3].split(' ', Qt::SkipEmptyParts);
         const QString dir = FreshDir(), elf = dir + "/input.elf", good = m_builds["host-dwarf5"].elf;
-        QFile file(elf);
-        if (input == "text")
-            QVERIFY(file.open(QIODevice::WriteOnly) && file.write("int main(void) { return 0; }\n") > 0);
-        else if (input == "nodebug")
-            QVERIFY(Compile(false, "-O0", {kFixtures + "sample.c", kFixtures + "other.c"}, elf));
-        else if (input == "object" || input == "novars")
-            QVERIFY(Compile(false, input == "object" ? "-g -c" : "-g",
+        if (input == "good" || input == "text") // a C source as the text file
+            QVERIFY(QFile::copy(input == "good" ? good : kFixtures + "novars.c", elf));
+        else if (input == "nodebug" || input == "object" || input == "novars")
+            QVERIFY(Compile(false,
+                            input == "nodebug"  ? "-O0"
+                            : input == "object" ? "-g -c"
+                                                : "-g",
                             {kFixtures + (input == "object" ? "other.c" : "novars.c")}, elf));
-        else if (input == "good")
-            QVERIFY(QFile::copy(good, elf));
         else if (input == "badversion" || input == "garbled") {
             // Damage the unit headers of a good file's .debug_info and put the section back.
             QCOMPARE(Run("objcopy", {"--dump-section", ".debug_info=" + dir + "/info.bin", good}).exitCode,
@@ -257,9 +254,7 @@ private slots:
                 bytes[4] = char(99);
             else
                 bytes.replace(12, bytes.size() - 12, QByteArray(bytes.size() - 12, char(0xee)));
-            section.seek(0);
-            section.write(bytes);
-            section.close();
+            QVERIFY(section.seek(0) && section.write(bytes) == bytes.size() && section.flush());
             QCOMPARE(
                 Run("objcopy", {"--update-section", ".debug_info=" + section.fileName(), good, elf}).exitCode,
                 0);

@@ -52,17 +52,12 @@ QStringList Rows(SelectSymbolsDlg& dlg) {
     return rows;
 }
 
-// One letter per catalogue record (selected or not), or per box of the dialog (ticked or not).
-QString Marks() {
-    QString marks;
-    for (const VarParser::VarDes* des : VarParser::VarList())
-        marks += des->selected ? 'x' : '-';
-    return marks;
-}
-QString Ticks(const SelectSymbolsDlg& dlg) {
+// One letter per box of the dialog (ticked or not); without a dialog per catalogue record (selected or not).
+QString Ticks(const SelectSymbolsDlg* dlg = nullptr) {
     QString ticks;
-    for (QCheckBox* box : dlg.CheckBoxes())
-        ticks += box->isChecked() ? 'x' : '-';
+    for (int i = 0; i < (dlg ? dlg->CheckBoxes().size() : VarParser::VarList().size()); ++i)
+        ticks +=
+            (dlg ? dlg->CheckBoxes().at(i)->isChecked() : VarParser::VarList().at(i)->selected) ? 'x' : '-';
     return ticks;
 }
 
@@ -155,8 +150,7 @@ private slots:
         QStringList names;
         for (const VarParser::VarDes* v : VarParser::VarList())
             names << v->name + ":" + v->type + ":" + v->scope;
-        QVERIFY2(names.contains("speed:int:global") && names.contains("gain:float:static"),
-                 qPrintable(names.join(" ")));
+        QCOMPARE(names.join(' '), QString("speed:int:global gain:float:static"));
     }
 
     // The dialog's texts, and the compiled-in icons: each loads as its own 32 x 32 picture drawn on a
@@ -186,19 +180,8 @@ private slots:
         }
     }
 
-    // Groups show in reverse file order, variables in file order; box i belongs to flat-list record i.
-    void tree() {
-        QVERIFY(LoadCatalogue(kTwoGroups));
-        SelectSymbolsDlg dlg;
-        dlg.BuildTree();
-        dlg.CheckBoxes().at(2)->setChecked(true);
-        QCOMPARE(Rows(dlg),
-                 (QStringList{"adc.c", "adc_raw unsigned short global 2 20000100 -",
-                              "speed_adc int global 4 20000104 -", "motor.c", "speed int global 4 20000010 -",
-                              "speed_ref float global 4 20000014 -", "Torque short static 2 20000018 x"}));
-        QVERIFY(dlg.Tree()->topLevelItem(0)->isExpanded());
-    }
-
+    // The tree as built: groups in reverse file order, variables in file order, box i belongs to
+    // flat-list record i, groups open; then the names left by a filter the user types.
     void filter_data() {
         Row::Column();
         QTest::newRow("children keep their groups") << "speed | adc.c speed_adc motor.c speed speed_ref";
@@ -213,6 +196,12 @@ private slots:
         QVERIFY(LoadCatalogue(kTwoGroups));
         SelectSymbolsDlg dlg;
         dlg.BuildTree();
+        dlg.CheckBoxes().at(2)->setChecked(true);
+        QCOMPARE(Rows(dlg),
+                 (QStringList{"adc.c", "adc_raw unsigned short global 2 20000100 -",
+                              "speed_adc int global 4 20000104 -", "motor.c", "speed int global 4 20000010 -",
+                              "speed_ref float global 4 20000014 -", "Torque short static 2 20000018 x"}));
+        QVERIFY(dlg.Tree()->topLevelItem(0)->isExpanded());
         QTest::keyClicks(dlg.FilterEdit(), "zzz"); // the user types; textChanged drives the filter
         dlg.Tree()->collapseAll();
         dlg.FilterEdit()->setText(f[0].trimmed());
@@ -245,14 +234,14 @@ private slots:
         QString ticksShown;
         QTimer::singleShot(0, &dlg, [&] {
             QVERIFY(dlg.isVisible() && dlg.isModal());
-            ticksShown = Ticks(dlg);
+            ticksShown = Ticks(&dlg);
             for (const QString& i : steps.mid(1, steps.size() - 2))
                 dlg.CheckBoxes().at(i.toInt())->click();
             const auto which = steps.last() == "ok" ? QDialogButtonBox::Ok : QDialogButtonBox::Cancel;
             QTest::mouseClick(dlg.ButtonBox()->button(which), Qt::LeftButton);
         });
         steps[0] == "show" ? dlg.ShowDialog() : dlg.InitItemAndShow();
-        QCOMPARE(ticksShown + " " + Marks() + " " + Ticks(dlg), f[1] + " " + f[2] + " " + f[2]);
+        QCOMPARE(ticksShown + " " + Ticks() + " " + Ticks(&dlg), f[1] + " " + f[2] + " " + f[2]);
         QCOMPARE(selected.count(), f[3].toInt());
         QVERIFY(!dlg.isVisible());
     }
@@ -277,8 +266,8 @@ private slots:
         dlg.accept();
         dlg.RemoveSelect(
             {r[0], r.value(1), r.value(3), r.value(2), r.value(4).toInt(), 0, 0, false, false, {}});
-        QCOMPARE(Ticks(dlg), f[1]);
-        QCOMPARE(Marks(), QString(f[1].size(), 'x'));
+        QCOMPARE(Ticks(&dlg), f[1]);
+        QCOMPARE(Ticks(), QString(f[1].size(), 'x'));
     }
 };
 
