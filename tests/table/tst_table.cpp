@@ -47,8 +47,6 @@ public:
     }
 };
 
-const QString kIdle = "border-width:0;border-style:outset";
-const QString kEditing = "border-style:outset;border-width:2px;border-color:blue";
 const QString kMixed =
     "motor.c=speed:20000018:int, set_point:20000010:float, duty:20000014:unsigned short:global:2;"
     "io.c=alias:20000014:char:global:1, flags:0x2000001c:unsigned char:global:1";
@@ -113,11 +111,6 @@ class TableTest : public QObject {
         QApplication::sendEvent(m_rows->viewport(), &drop);
         QVERIFY(!drop.isAccepted()); // an accepted move would make the drag source remove rows
     }
-    // A real right press through the window, so the context menu event is synthesized by Qt.
-    void rightClickAt(QPoint at) {
-        QTest::mouseClick(m_window->windowHandle(), Qt::RightButton, Qt::NoModifier,
-                          m_rows->viewport()->mapTo(m_window, at));
-    }
     VarTableWidget::LineItem* row(int i) const { return m_table->LineItems().at(i); }
     // Texts of the columns in one variable row ("Value": the value cell).
     QString texts(int r, const QStringList& columns) const {
@@ -179,8 +172,6 @@ private slots:
         QTest::newRow("swap neighbours up") << "swap yes | 2 1 | r0 r2 r1 r3 r4 | 2 1";
         QTest::newRow("swap onto itself, still told") << "swap yes | 2 2 | r0 r1 r2 r3 r4 | 2 2";
         QTest::newRow("swap, last row refuses") << "swap no | 1 4 | r0 r3 r2 r1 r4 | 1 3";
-        QTest::newRow("swap below the rows") << "swap yes | 1 -1 | r0 r3 r2 r1 r4 | 1 3";
-        QTest::newRow("move down shifts up") << "move yes | 1 3 | r0 r2 r3 r1 r4 | 1 3";
         QTest::newRow("move up shifts down") << "move yes | 3 1 | r0 r3 r1 r2 r4 | 3 1";
         QTest::newRow("move onto the last row goes below it") << "move yes | 0 4 | r1 r2 r3 r4 r0 | 0 4";
         QTest::newRow("move below the rows") << "move yes | 1 -1 | r0 r2 r3 r1 r4 | 1 3";
@@ -205,63 +196,21 @@ private slots:
         QCOMPARE(reported.join(','), f[3] == "none" ? QString() : f[0].left(4) + " " + f[3]);
     }
 
-    // row right-clicked (-1: below the rows) | menu entry chosen | signal and row it gives
-    void rowMenu_data() {
-        Row::Column();
-        QTest::newRow("delete") << "2 | Delete | removeLine 2";
-        QTest::newRow("insert above") << "2 | Insert a line above | insertLine 2";
-        QTest::newRow("insert below") << "2 | Insert a row below | insertLine 3";
-        QTest::newRow("outside the cells") << "-1 |  | ";
-    }
-    void rowMenu() {
-        const QStringList f = Row::Fields();
-        const int row = f[0].toInt();
-        fill(4);
-        rightClickAt(cellCenter(0));
-        QCOMPARE(m_rows->RowMenu(), nullptr); // no menu installed: nothing happens
-        m_rows->InstallDeleteMenu();
-        m_rows->InstallInsertMenu();
-        m_rows->InstallDeleteMenu(); // installing again adds no second entry
-        QMenu* menu = m_rows->RowMenu();
-        QStringList texts;
-        for (QAction* a : menu->actions())
-            texts << a->text();
-        QCOMPARE(texts, (QStringList{"Delete", "Insert a line above", "Insert a row below"}));
-        QStringList seen;
-        connect(m_rows, &DragableRowsTable::removeLine, this,
-                [&seen](int r) { seen << QString("removeLine %1").arg(r); });
-        connect(m_rows, &DragableRowsTable::insertLine, this,
-                [&seen](int r) { seen << QString("insertLine %1").arg(r); });
-        rightClickAt(row < 0 ? QPoint(cellCenter(0).x(), m_rows->viewport()->height() - 5)
-                             : cellCenter(row, 1));
-        QCOMPARE(m_rows->MenuRow(), row);
-        QTRY_COMPARE(menu->isVisible(), row >= 0);
-        if (row >= 0)
-            menu->actions().at(texts.indexOf(f[1]))->trigger();
-        menu->hide();
-        QCOMPARE(seen.join(","), f[2]);
-        QCOMPARE(m_rows->rowCount(), 4); // the table leaves the row change to its owner
-    }
-
-    void headerClickSorts_data() {
-        Row::Column(); // column clicked | sort indicator shown afterwards
-        QTest::newRow("sortable column") << "0 | 1";
-        QTest::newRow("other column sorts too") << "2 | 0";
-    }
+    // Any column sorts on a click, but only a sortable one shows the indicator: rows are shuffled before
+    // each click; one letter per click for the indicator, then the rows.
     void headerClickSorts() {
-        const QStringList f = Row::Fields();
-        const int column = f[0].toInt();
         fill(4);
-        m_rows->SwapRow(0, 3);
-        m_rows->SwapRow(1, 2);
         DragableRowsTable::ColumnSet sortable{{"Name", 0}};
         m_rows->SetSortableColumns(&sortable);
         QHeaderView* header = m_rows->horizontalHeader();
-        header->setSortIndicatorShown(f[1] != "1");
-        QTest::mouseClick(header->viewport(), Qt::LeftButton, Qt::NoModifier,
-                          QPoint(header->sectionViewportPosition(column) + 5, header->height() / 2));
-        QCOMPARE(header->isSortIndicatorShown(), f[1] == "1");
-        QCOMPARE(rowTags(), QString("r0 r1 r2 r3"));
+        QString seen;
+        for (int column : {2, 0, 2}) {
+            m_rows->SwapRow(0, 3);
+            QTest::mouseClick(header->viewport(), Qt::LeftButton, Qt::NoModifier,
+                              QPoint(header->sectionViewportPosition(column) + 5, header->height() / 2));
+            seen += QString(header->isSortIndicatorShown() ? "x " : "- ") + rowTags() + " ";
+        }
+        QCOMPARE(seen, QString("- r0 r1 r2 r3 x r0 r1 r2 r3 - r0 r1 r2 r3 "));
     }
 
     // The value cell: idle (plain) until clicked or focused, then framed blue until Return writes.
@@ -300,30 +249,23 @@ private slots:
                                 step == "enter" ? Qt::KeypadModifier : Qt::NoModifier);
         }
         QCOMPARE(m_edit->IsIdle(), idle);
-        QCOMPARE(m_edit->styleSheet(), idle ? kIdle : kEditing);
+        QCOMPARE(m_edit->styleSheet(), idle ? ValueLineEdit::IdleStyle() : ValueLineEdit::EditingStyle());
         QCOMPARE(seen.join(','), f[2].trimmed());
         QCOMPARE(finished.count(), seen.count("|")); // leaving the cell finishes nothing
     }
 
-    // Closed by its button when docked, and by the window system when floating: the owner is told.
+    // Closed by its button: the owner is told.
     void dockCloses() {
-        for (bool floating : {false, true}) {
-            QMainWindow window;
-            auto* dock = new TableDockWidget(" Table ", &window);
-            window.addDockWidget(Qt::BottomDockWidgetArea, dock);
-            dock->setFloating(floating);
-            window.show();
-            QVERIFY(QTest::qWaitForWindowExposed(&window));
-            QTRY_VERIFY(dock->isVisible());
-            QSignalSpy closed(dock, &TableDockWidget::Closed);
-            if (floating)
-                QVERIFY(dock->windowHandle()->close());
-            else
-                QTest::mouseClick(dock->findChild<QAbstractButton*>("qt_dockwidget_closebutton"),
-                                  Qt::LeftButton);
-            QCOMPARE(closed.count(), 1);
-            QVERIFY(!dock->isVisible() && window.isVisible());
-        }
+        QMainWindow window;
+        auto* dock = new TableDockWidget(" Table ", &window);
+        window.addDockWidget(Qt::BottomDockWidgetArea, dock);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QTRY_VERIFY(dock->isVisible());
+        QSignalSpy closed(dock, &TableDockWidget::Closed);
+        QTest::mouseClick(dock->findChild<QAbstractButton*>("qt_dockwidget_closebutton"), Qt::LeftButton);
+        QCOMPARE(closed.count(), 1);
+        QVERIFY(!dock->isVisible() && window.isVisible());
     }
 
     void columnsAndRow() {
@@ -337,19 +279,16 @@ private slots:
         QCOMPARE(qobject_cast<QLabel*>(view->cellWidget(0, 0))->text(), QString("+")); // even when empty
         QVERIFY(LoadCatalogue(kMixed));
         SelectByName(*m_table, {"set_point"});
-        QCOMPARE(row(0)->varDes, VarParser::VarList().at(1));
         QCOMPARE(texts(0, {"Name", "Address", "Type", "Value", "Y Resolutin", "Y Offset"}),
                  QString("set_point 20000010 float 0 1 0"));
         QVERIFY(!(view->item(0, m_table->Column("Name"))->flags() & Qt::ItemIsEditable));
         QVERIFY(row(0)->showChkBox->isChecked() && !row(0)->lockChkBox->isChecked());
-        QCOMPARE(Swatch(row(0)), CommonCfg::Palette().first().rgb());
     }
 
     // Selections confirmed one after the other (";" between them, "-" clears the table first): rows
     // follow the address, "+" stays last, and the chart is told only of a change.
     void selection_data() {
         Row::Column();
-        QTest::newRow("address order") << "speed,set_point,duty | set_point duty speed | 1";
         // "alias" shares duty's address and comes later: it goes above; "0x2000001c" sorts as a number.
         QTest::newRow("duplicate address, 0x spelling")
             << "speed,set_point,duty,alias,flags | set_point alias duty speed flags | 1";
@@ -362,10 +301,8 @@ private slots:
         QVERIFY(LoadCatalogue(kMixed));
         QSignalSpy rebuilt(m_table, &VarTableWidget::SetChartShowItems);
         for (const QString& names : f[0].split(';')) {
-            if (names == "-") {
-                m_table->ClearTable();
-                QCOMPARE(m_table->GetTableWidget()->rowCount(), 0);
-            }
+            if (names == "-")
+                m_table->ClearTable(); // then the table follows the selection as it stands
             names == "-" ? m_table->UpdateTableWithVariableList() : SelectByName(*m_table, names.split(','));
         }
         QCOMPARE(names(), f[1]);
@@ -393,13 +330,11 @@ private slots:
         Row::Column();
         QTest::newRow("offset negative") << "Y Offset | -300 | 1 | -300 | 536870936,-300,2.5";
         QTest::newRow("offset leading zeros") << "Y Offset | 007 | 1 | 0 | 536870936,0,2.5";
-        QTest::newRow("offset minus zero") << "Y Offset | -0 | 1 | 0 | 536870936,0,2.5";
         QTest::newRow("offset while sampling") << "Y Offset | 25 | 0 | 25 | 536870936,25,2.5";
         QTest::newRow("resolution integer") << "Y Resolutin | 250 | 1 | 250 | 536870936,33,250";
         QTest::newRow("resolution half") << "Y Resolutin | 0.5 | 1 | 0.5 | 536870936,33,0.5";
         QTest::newRow("resolution 12.5") << "Y Resolutin | 12.5 | 1 | 12.5 | 536870936,33,12.5";
         QTest::newRow("resolution .5") << "Y Resolutin | .5 | 1 | 1 | 536870936,33,1";
-        QTest::newRow("resolution zero") << "Y Resolutin | 0 | 1 | 1 | 536870936,33,1";
         QTest::newRow("resolution exponent") << "Y Resolutin | 1e3 | 0 | 1 | 536870936,33,1";
     }
     void scaling() {
@@ -458,32 +393,45 @@ private slots:
         CommonCfg::SaveProject(path);
         QFile file(path);
         QVERIFY(file.open(QIODevice::ReadOnly));
-        QStringList listed;
-        for (const QJsonValue& v : QJsonDocument::fromJson(file.readAll())["VarList"].toArray())
-            listed << QStringList{v["name"].toString(), v["address"].toString(), v["type"].toString(),
-                                  v["color"].toString()}
-                          .join(' ');
-        QCOMPARE(listed,
-                 QStringList({"set_point 20000010 float 0xff00ff00", "speed 20000018 int 0xffff0000"}));
+        const QJsonArray listed = QJsonDocument::fromJson(file.readAll())["VarList"].toArray();
+        QCOMPARE(
+            QJsonDocument(listed).toJson(QJsonDocument::Compact),
+            QByteArray(R"([{"address":"20000010","color":"0xff00ff00","name":"set_point","type":"float"},)"
+                       R"({"address":"20000018","color":"0xffff0000","name":"speed","type":"int"}])"));
         SelectByName(*m_table, {"duty"});
         CommonCfg::LoadProject(path);
-        QCOMPARE(m_table->LineItems().size(), 1);
-        QCOMPARE(m_table->LineItems()[0]->varDes->name, QString("duty"));
+        QCOMPARE(names(), QString("duty"));
     }
 
+    // The row menu, right-clicked: "Delete" drops the variable (the "+" row is none), the insert entries
+    // only tell the owner, below the rows no menu opens. The "+" row keeps no scaling and is closed while
+    // sampling; a locked row takes no value.
     void rowMenuPlusRowAndLock() {
         QVERIFY(LoadCatalogue(kMixed));
         SelectByName(*m_table, {"speed", "set_point", "duty"});
         DragableRowsTable* view = m_table->GetTableWidget();
+        view->InstallInsertMenu();
+        view->InstallDeleteMenu(); // installing again adds no second entry
         view->show();
         QVERIFY(QTest::qWaitForWindowExposed(view));
         QSignalSpy removed(m_table, &VarTableWidget::RemoveItem);
         QSignalSpy series(m_table, &VarTableWidget::RemoveSeriesById);
-        for (int r : {1, 2}) { // the middle row, then the "+" row, which is no variable
-            view->clickRithtMenu(view->visualRect(view->model()->index(r, 2)).center());
+        QStringList inserts;
+        connect(view, &DragableRowsTable::insertLine, this,
+                [&inserts](int r) { inserts << QString::number(r); });
+        for (const char* step :
+             {"1 Delete", "2 Delete", "0 Insert a line above", "0 Insert a row below", "-1"}) {
+            const int r = QString(step).section(' ', 0, 0).toInt();
+            const QPoint at = r < 0 ? QPoint(5, view->viewport()->height() - 5)
+                                    : view->visualRect(view->model()->index(r, 2)).center();
+            QTest::mouseClick(view->windowHandle(), Qt::RightButton, {}, view->viewport()->mapTo(view, at));
+            QTRY_COMPARE(view->RowMenu()->isVisible(), r >= 0);
             view->RowMenu()->hide();
-            view->RowMenu()->actions().first()->trigger(); // "Delete"
+            for (QAction* action : view->RowMenu()->actions())
+                if (action->text() == QString(step).section(' ', 1))
+                    action->trigger();
         }
+        QCOMPARE(inserts, (QStringList{"0", "1"}));
         QCOMPARE(removed.first().at(0).value<VarParser::VarDes>().name + QString::number(removed.count()),
                  QString("duty1"));
         QCOMPARE(series.first(), QVariantList{1});
@@ -511,7 +459,7 @@ private slots:
         QVERIFY(LoadCatalogue("a.c=f:20000000:float, i:20000004:int, e:20000008:int"));
         SelectByName(*m_table, {"f", "i", "e"});
         const auto colour = [this](int r) {
-            return row(r)->valueEdit->palette().color(QPalette::Inactive, QPalette::Text);
+            return row(r)->valueEdit->palette().color(QPalette::Text).name();
         };
         m_source->Display({{QPointF(0, 1.0f), QPointF(1, double(3.14159265f))},
                            {QPointF(0, 9), QPointF(1, 1234567)},
@@ -519,17 +467,14 @@ private slots:
                           {{}, {}, {}});
         QCOMPARE(texts(0, {"Value", "min", "max"}) + " " + texts(1, {"Value", "min", "max"}),
                  QString("3.14159 1 3.14159 1.23457e+06 9 1.23457e+06"));
-        QCOMPARE(colour(0), QColor(Qt::red));
-        m_table->GetTableWidget()->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_table->GetTableWidget()));
-        QTest::mouseClick(row(2)->valueEdit, Qt::LeftButton);
-        row(2)->valueEdit->selectAll();
-        QTest::keyClicks(row(2)->valueEdit, "77");
+        QCOMPARE(colour(0), QString("#ff0000"));
+        row(2)->valueEdit->SetIdle(false); // being edited, as a click leaves it
+        row(2)->valueEdit->setText("77");
         m_source->Display({{QPointF(2, double(0.000012345f))}, {QPointF(2, 1234567)}, {QPointF(2, 8)}},
                           {{}, {}, {}});
         QCOMPARE(texts(0, {"Value"}) + " " + texts(1, {"Value"}) + " " + texts(2, {"Value"}),
                  QString("1.2345e-05 1.23457e+06 77"));
-        QCOMPARE(QString(colour(0).name() + colour(1).name()), QString("#ff0000#000000"));
+        QCOMPARE(colour(0) + colour(1), QString("#ff0000#000000"));
         row(2)->valueEdit->SetIdle(true); // leaving the cell hands it back to the refresh
         // Items re-made, widgets moved; the records keep their order.
         m_table->GetTableWidget()->SwapRow(0, 2);
@@ -540,7 +485,6 @@ private slots:
         QSignalSpy change(m_table, &VarTableWidget::ChangeYResolutionAndOffset);
         m_table->GetTableWidget()->item(0, m_table->Column("Y Offset"))->setText("12");
         QCOMPARE(change.first().at(0).toUInt(), 0x20000008u);
-        QCOMPARE(row(2)->lastYOffset, 12);
     }
 
     // A sampled word by the variable's type text and encoding key (empty: an older catalogue without it)
@@ -588,48 +532,37 @@ private slots:
             }
     }
 
-    // Address texts are 32-bit hexadecimal, "0x" or not; a sampling start refuses anything else before
-    // connecting, naming the variable.
+    // Address texts are 32-bit hexadecimal, "0x" or not (above 32 bits: the sampling tests); a sampling
+    // start refuses anything else before connecting, naming the variable.
     void addressTexts() {
-        uint32_t high = 0, all = 0;
-        QVERIFY(parseAddress("0x80000000", high) && parseAddress("ffffffff", all) &&
-                !parseAddress("zz", all));
-        QCOMPARE(QString::number(high, 16) + " " + QString::number(all, 16), QString("80000000 ffffffff"));
         std::FILE* console = std::tmpfile();
         setConsoleStream(console);
         VarParser::VarDes ok, bad;
-        ok.address = "20000000";
+        ok.address = "0xffffffff";
         bad.name = "far_away";
-        bad.address = "0x100000000";
+        bad.address = "zz";
         QCOMPARE(startSampling({ok, bad}), -1);
         setConsoleStream(stdout);
-        char said[512] = {};
         std::rewind(console);
-        std::fread(said, 1, sizeof said - 1, console);
-        std::fclose(console);
-        QVERIFY2(QString(said).contains("'far_away'"), said);
+        QFile said;
+        QVERIFY(said.open(console, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle));
+        QVERIFY(said.readAll().contains("'far_away'"));
     }
 
     // A value typed into the table reaches the server as the exact memory-write packet when Return
-    // finishes the edit. type | typed | packet
-    void typedValue_data() {
-        Row::Column();
-        QTest::newRow("int") << "int | 1234 | M20000040,4:d2040000";
-        QTest::newRow("unsigned char") << "unsigned char | 200 | M20000040,4:c8000000";
-    }
+    // finishes the edit (the bytes per type are the protocol's own).
     void typedValue() {
-        const QStringList f = Row::Fields();
-        QVERIFY(LoadCatalogue("a.c=other:20000010:int, target:0x20000040:" + f[0]));
+        QVERIFY(LoadCatalogue("a.c=other:20000010:int, target:0x20000040:int"));
         SelectByName(*m_table, {"other", "target"});
         FakeGdbServer server;
         QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
         ValueLineEdit* edit = row(1)->valueEdit;
         QTest::mouseClick(edit, Qt::LeftButton);
         edit->clear();
-        QTest::keyClicks(edit, f[1]);
+        QTest::keyClicks(edit, "1234");
         QTest::keyClick(edit, Qt::Key_Return);
         QVERIFY(server.waitForCommand("M", 5000));
-        QCOMPARE(server.commands(), std::vector<std::string>{f[2].toStdString()});
+        QCOMPARE(server.commands(), std::vector<std::string>{"M20000040,4:d2040000"});
     }
 };
 
