@@ -76,12 +76,6 @@ void WriteString(JsonText* out, const QByteArray& text, const QByteArray& more =
 
 } // namespace
 
-void AppendJsonString(QByteArray* out, const QByteArray& text, const QByteArray& more) {
-    JsonText json(text.size() + more.size() + 2);
-    WriteString(&json, text, more);
-    out->append(json.Take());
-}
-
 QByteArray ElfVariablesJson(const QVector<ElfVariableGroup>& groups) {
     JsonText out(64 + CountLeaves(groups) * 120);
     out.Raw("[");

@@ -11,10 +11,6 @@
 // thousands of entries and the document model costs most of the run time.
 QByteArray ElfVariablesJson(const QVector<ElfVariableGroup>& groups);
 
-// Appends `text` followed by `more` (UTF-8) as one JSON string literal with quotes, escaping what
-// JSON requires.
-void AppendJsonString(QByteArray* out, const QByteArray& text, const QByteArray& more = QByteArray());
-
 // Number of entries the list will have: the leaves of all variables.
 int CountLeaves(const QVector<ElfVariableGroup>& groups);
 
