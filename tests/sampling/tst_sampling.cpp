@@ -73,8 +73,7 @@ HssConfig configOf(const QStringList& sizes, const QVector<int>& codes = {}, uin
 }
 
 SampleFrame frameAt(uint64_t time, uint32_t value, int code = 1) {
-    SampleFrame f;
-    std::memset(&f, 0, sizeof f);
+    SampleFrame f{};
     f.time = time;
     f.count = 1;
     f.value[0] = value;
@@ -88,18 +87,13 @@ void fill(uint32_t n) {
         q.push(frameAt(i, i));
 }
 
+// n variables at 0x20000000 + 0x10 i: int, char, float, short and double in turn.
 QVector<VarParser::VarDes> vars(int n) {
     QVector<VarParser::VarDes> list;
-    const char* types[] = {"int", "char", "float", "short", "double"};
-    const int sizes[] = {4, 1, 4, 2, 8};
-    for (int i = 0; i < n; ++i) {
-        VarParser::VarDes v;
-        v.name = QString("v%1").arg(i);
-        v.address = QString::number(0x20000000 + 0x10 * i, 16);
-        v.type = types[i % 5];
-        v.size = sizes[i % 5];
-        list << v;
-    }
+    for (int i = 0; i < n; ++i)
+        list.append({QString("v%1").arg(i), QString::number(0x20000000 + 0x10 * i, 16), "global",
+                     QStringList{"int", "char", "float", "short", "double"}[i % 5],
+                     QVector<int>{4, 1, 4, 2, 8}[i % 5]});
     return list;
 }
 
@@ -421,17 +415,10 @@ private slots:
         QCOMPARE(m_server->countCommands("M"), 0);
     }
 
-    void emptyQueue() {
-        FrameQueue& q = FrameQueue::instance();
-        SampleFrame f;
-        QVERIFY(q.displayEmpty() && q.historyEmpty());
-        QCOMPARE(q.popForDisplay(f, 0), 0);
-        QCOMPARE(q.displaySize(), 0u);
-    }
-
     // Frames pushed | skip | values taken
     void popWithSkip_data() {
         Row::Column();
+        QTest::newRow("empty ring") << "0 | 0 | ";
         QTest::newRow("every frame") << "4 | 0 | 0 1 2 3";
         QTest::newRow("every third") << "9 | 2 | 2 5 8";
         QTest::newRow("skip past the end takes the newest") << "5 | 9 | 4";
