@@ -13,7 +13,7 @@ rm -f "$dir"/tidewatch_*.deb
 deb=$(ls "$dir"/tidewatch_*.deb)
 
 echo "== lintian"
-report=$(lintian --no-tag-display-limit "$deb" 2>&1 || true)
+report=$(lintian --tag-display-limit 0 "$deb" 2>&1 || true)
 echo "${report:-no errors or warnings}"
 if grep -q '^E:' <<<"$report"; then
     echo "lintian found errors" >&2
