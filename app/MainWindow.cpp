@@ -18,7 +18,6 @@
 
 #include <QCheckBox>
 #include <QComboBox>
-#include <QCoreApplication>
 #include <QFileDialog>
 #include <QLabel>
 #include <QMenuBar>
@@ -85,10 +84,6 @@ MainWindow::~MainWindow() {
     delete sessionTimer;
     delete projectDialog;
     VarParser::SetInstance(nullptr);
-}
-
-QString MainWindow::AutosavePath() {
-    return QCoreApplication::applicationDirPath() + QStringLiteral("/autosave.tidewatch");
 }
 
 void MainWindow::CreateActions() {
@@ -274,7 +269,7 @@ void MainWindow::SaveAs() {
 }
 
 void MainWindow::Save() {
-    CommonCfg::SaveProject(AutosavePath());
+    CommonCfg::SaveProject(CommonCfg::AutosavePath());
 }
 
 void MainWindow::SaveData() {

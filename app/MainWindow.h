@@ -39,8 +39,6 @@ public:
     TableDockWidget* Dock() const { return dock; }
     // The status bar's message label.
     QLabel* StatusLabel() const { return statusLabel; }
-    // The autosave file: "autosave.tidewatch" in the program's folder.
-    static QString AutosavePath();
 
 signals:
     void HiddenScroll(bool hidden);

@@ -1,8 +1,10 @@
 #include "CommonCfg.h"
 
+#include "Platform.h"
 #include "TimeBase.h"
 
 #include <QCoreApplication>
+#include <QDir>
 
 ProjectRecord CommonCfg::s_record;
 QString CommonCfg::s_manufacturer;
@@ -138,7 +140,12 @@ QString CommonCfg::CurrentStepLabel() {
 }
 
 void CommonCfg::InitStartup(const QString& programDir) {
-    s_logPath = programDir + "log.txt";
+    s_logPath = Platform::DataFolder(programDir) + "log.txt";
+}
+
+QString CommonCfg::AutosavePath() {
+    return QDir(Platform::DataFolder(QCoreApplication::applicationDirPath()))
+        .filePath(QStringLiteral("autosave.tidewatch"));
 }
 
 void CommonCfg::ResetForTests() {

@@ -114,6 +114,9 @@ public:
     // settings it names and leaves the variable table alone.
     static void SaveProject(const QString& path);
     static void LoadProject(const QString& path);
+    // The autosave file: "autosave.tidewatch" in the program's folder, or in the user's data folder
+    // when the program's folder cannot be written.
+    static QString AutosavePath();
 
     // Time-base lookups.
     static int DefaultZoomIndex();
@@ -124,7 +127,8 @@ public:
     // Label at the zoom index, or an empty text when the index is outside the table.
     static QString CurrentStepLabel();
 
-    // Debug log path: the program folder text with "log.txt" appended directly.
+    // Debug log path: the program folder text with "log.txt" appended directly (the user's data
+    // folder when the program's folder cannot be written).
     static QString LogPath() { return s_logPath; }
     // The start-up step: fixes the log path from the program folder.
     static void InitStartup(const QString& programDir);

@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QStandardPaths>
 #include <cstring>
 
 #ifdef _WIN32
@@ -37,6 +38,10 @@ QString ExtractorPath(const QString& programDir) {
 
 QString ExtractorFallbackPath() {
     return QStringLiteral("D:\\readelf_variables.exe");
+}
+
+QString DataFolder(const QString& programDir) {
+    return programDir;
 }
 
 QChar DirSeparator() {
@@ -113,6 +118,14 @@ QString ExtractorPath(const QString& programDir) {
 
 QString ExtractorFallbackPath() {
     return QStringLiteral("/usr/local/bin/readelf_variables");
+}
+
+QString DataFolder(const QString& programDir) {
+    if (QFileInfo(programDir).isWritable())
+        return programDir;
+    const QString folder = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
+    QDir().mkpath(folder);
+    return folder + '/';
 }
 
 QChar DirSeparator() {

@@ -21,6 +21,10 @@ QString ExecutableName(const QString& baseName);
 QString ExtractorPath(const QString& programDir);
 // The fixed place where the extractor is looked for when it is not beside the program.
 QString ExtractorFallbackPath();
+// Folder text the autosave and log files are placed in. Windows: the program folder. Linux: the
+// program folder text as given while that folder can be written, otherwise the user's data folder
+// (created, with a trailing separator), as under /usr/bin.
+QString DataFolder(const QString& programDir);
 
 // Debug tools: where they are looked for, whether they run, and how they are ended.
 // Separator of the paths given to and found for the debug tools.

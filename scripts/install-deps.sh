@@ -14,6 +14,7 @@ PACKAGES=(
   clang-format
   clang-14 libclang-rt-14-dev
   gcovr
+  help2man dpkg-dev fakeroot lintian
 )
 
 missing=()

@@ -7,9 +7,8 @@ namespace Sim {
 
 QString DefaultFirmwarePath(const QString& programDir) {
     const QStringList candidates = {
-        QDir(programDir).filePath(QStringLiteral("demo.elf")),
         QDir(programDir).filePath(QStringLiteral("../share/tidewatch/demo.elf")),
-        QStringLiteral(TIDEWATCH_DEMO_ELF),
+        QDir(programDir).filePath(QStringLiteral("demo.elf")),
     };
     for (const QString& path : candidates) {
         if (QFileInfo(path).isFile())

@@ -4,8 +4,8 @@
 
 namespace Sim {
 
-// The demo firmware: beside the program, in an installed share folder, or in the source tree the
-// program was built from. Empty when none exists.
+// The demo firmware, found from the program's own folder: in the installed share folder
+// (bin/../share/tidewatch), or beside the program as in the build tree. Empty when none exists.
 QString DefaultFirmwarePath(const QString& programDir);
 
 } // namespace Sim

@@ -48,7 +48,7 @@ ProjectDialog::ProjectDialog(QWidget* parent) : QDialog(parent) {
 
 void ProjectDialog::SetUpNewConfig() {
     setWindowTitle(tr("New Config"));
-    CommonCfg::LoadProject(QCoreApplication::applicationDirPath() + "/autosave.tidewatch");
+    CommonCfg::LoadProject(CommonCfg::AutosavePath());
     const ProjectRecord record = CommonCfg::Record();
     m_ui.manufactorCBox->setCurrentText(record.manufacturer);
     m_ui.deviceCBox->setCurrentText(record.device);

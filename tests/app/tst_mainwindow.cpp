@@ -131,7 +131,7 @@ private slots:
             QSKIP("needs qemu-system-riscv32 and a free port 3333");
         CommonCfg::ResetForTests();
         CommonCfg::InitStartup(QCoreApplication::applicationDirPath());
-        QFile::remove(MainWindow::AutosavePath());
+        QFile::remove(CommonCfg::AutosavePath());
         QTemporaryDir dir;
         m_window = new MainWindow;
         m_window->show();
@@ -226,7 +226,7 @@ private slots:
             QVERIFY(m_window->StartAction()->isEnabled());
         }
         cleanup();
-        QVERIFY(QFile::exists(MainWindow::AutosavePath()));
+        QVERIFY(QFile::exists(CommonCfg::AutosavePath()));
         QTRY_VERIFY_WITH_TIMEOUT(!TaskManage::ServerAnswers(3333), 5000); // its simulator ended with it
     }
 };

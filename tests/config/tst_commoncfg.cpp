@@ -115,16 +115,21 @@ private slots:
         QCOMPARE(texts, (QStringList{"[tr]" + kServer, "[tr]" + kTarget, "Unkonw Error!"}));
     }
 
+    // program folder (TMP: one that can be written) | log path (DATA: the user's data folder)
     void logPath_data() {
         Row::Column();
-        QTest::newRow("no separator added") << "/opt/tidewatch | /opt/tidewatchlog.txt";
-        QTest::newRow("folder with a slash") << "/opt/tidewatch/ | /opt/tidewatch/log.txt";
-        QTest::newRow("empty folder") << " | log.txt";
+        QTest::newRow("no separator added") << "TMP | TMPlog.txt";
+        QTest::newRow("folder with a slash") << "TMP/ | TMP/log.txt";
+        QTest::newRow("folder not writable") << "/no such folder | DATA/log.txt";
     }
     void logPath() {
-        const QStringList f = Row::Fields();
+        QStandardPaths::setTestModeEnabled(true);
+        const QString data = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
+        const QStringList f =
+            Row::Fields().replaceInStrings("TMP", QDir::tempPath()).replaceInStrings("DATA", data);
         CommonCfg::InitStartup(f[0]);
         QCOMPARE(CommonCfg::LogPath(), f[1]);
+        QVERIFY(QFileInfo(f[1]).dir().exists());
     }
 
     // file text (none: no file) | output | record device, interval text | fps, interval, zoom index

@@ -115,8 +115,8 @@ private slots:
             Write("bin/" + (name == "gdb" ? "riscv32-unknown-elf-gdb" : name),
                   name == "gdb" ? m_gdb : m_server);
         Write("open ocd/openocd", m_server);
-        if (f[1] == "nolog")
-            CommonCfg::InitStartup(At("no folder/"));
+        if (f[1] == "nolog") // a folder where the log file should be
+            QDir().mkpath(At("log.txt"));
         QProcess bystander; // the program the stand-in servers become, not started by the launcher
         bystander.start("/bin/sleep", {"600"});
         QVERIFY(bystander.waitForStarted());
