@@ -121,7 +121,10 @@ QString ExtractorFallbackPath() {
 }
 
 QString DataFolder(const QString& programDir) {
-    if (QFileInfo(programDir).isWritable())
+    // A build tree or an unpacked copy keeps its files beside the program; an installed one (its data
+    // in ../share/tidewatch) writes to the user's data folder, for root too.
+    const bool installed = QFileInfo::exists(programDir + QStringLiteral("/../share/tidewatch"));
+    if (!installed && QFileInfo(programDir).isWritable())
         return programDir;
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
     QDir().mkpath(folder);

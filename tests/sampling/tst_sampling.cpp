@@ -93,7 +93,7 @@ QVector<VarParser::VarDes> vars(int n) {
     for (int i = 0; i < n; ++i)
         list.append({QString("v%1").arg(i), QString::number(0x20000000 + 0x10 * i, 16), "global",
                      QStringList{"int", "char", "float", "short", "double"}[i % 5],
-                     QVector<int>{4, 1, 4, 2, 8}[i % 5]});
+                     QVector<int>{4, 1, 4, 2, 8}[i % 5], 0, 0, false, false, QString()});
     return list;
 }
 
