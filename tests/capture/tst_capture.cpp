@@ -29,10 +29,6 @@ Run capture(const QStringList& args) {
             QString::fromUtf8(p.readAllStandardError()) + (ended ? "" : "ended abnormally")};
 }
 
-QString portArg(const FakeGdbServer& s) {
-    return QString::number(s.port());
-}
-
 // After `reads` sample reads the server closes the connection, or falls silent, at the next one.
 void failAfterReads(FakeGdbServer& server, int reads, bool close) {
     auto left = std::make_shared<int>(reads); // the server calls copies of the handler
@@ -74,7 +70,8 @@ private slots:
         server.setStamps(0xFFFFFF00u, 0x40); // wraps after four samples
         server.setSamplesPerRead(700);       // 10500 raw bytes in 333-byte pieces: several receives
         server.setSplit(333);
-        const Run r = capture(QStringList{"--port", portArg(server), "--samples", "300"} + kVars);
+        const Run r =
+            capture(QStringList{"--port", QString::number(server.port()), "--samples", "300"} + kVars);
         QCOMPARE(r.exitCode, 0);
         const QStringList lines = r.out.split('\n', Qt::SkipEmptyParts);
         QCOMPARE(lines.size(), 301);
@@ -138,7 +135,8 @@ private slots:
             server.setHandler(FakeGdbServer::answering("qSeggerHSS:Read:", "E01"));
         QTcpSocket refusing; // bound, never listening: every connection to its port is refused
         QVERIFY(refusing.bind(QHostAddress::LocalHost));
-        const QString port = fault == "no-server" ? QString::number(refusing.localPort()) : portArg(server);
+        const QString port =
+            fault == "no-server" ? QString::number(refusing.localPort()) : QString::number(server.port());
         const Run r = capture(QStringList{"--port", port, "--stall-timeout", "1"} + kVars);
         QCOMPARE(r.exitCode, fault == "no-server" ? 3 : 4);
         QVERIFY2(r.err.contains(message), qPrintable(r.err));
@@ -177,7 +175,7 @@ private slots:
         server.setHandler(FakeGdbServer::answering("M", f[1].toStdString()));
         QStringList args = f[0].split(' ');
         const bool symbols = args.removeAll("SYMBOLS") > 0;
-        const Run r = capture(QStringList{"--port", portArg(server)} +
+        const Run r = capture(QStringList{"--port", QString::number(server.port())} +
                               (symbols ? QStringList{"--symbols", json.fileName()} : QStringList()) + args +
                               (symbols ? QStringList() : kVars));
         QCOMPARE(r.exitCode, f[2].toInt());
@@ -215,7 +213,7 @@ private slots:
         QTemporaryDir dir;
         const QString csv = dir.filePath("out.csv");
         QProcess p;
-        p.start(CAPTURE_EXE, QStringList{"--port", portArg(server), "--output", csv} + kVars);
+        p.start(CAPTURE_EXE, QStringList{"--port", QString::number(server.port()), "--output", csv} + kVars);
         if (state == "deaf")
             QTRY_VERIFY_WITH_TIMEOUT(server.commands().size() >= 1, 10000);
         else

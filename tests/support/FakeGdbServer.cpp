@@ -5,7 +5,6 @@
 #include <QList>
 #include <algorithm>
 #include <arpa/inet.h>
-#include <cstdio>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -211,9 +210,7 @@ void FakeGdbServer::builtIn(const std::string& command, Reply& reply) {
     } else if (startsWith(command, "qSeggerHSS:Read:")) {
         const uint32_t asked = static_cast<uint32_t>(hexFields(command.substr(16)).at(0));
         const uint32_t n = m_sampling ? std::min(asked, m_samplesPerRead.load()) : 0;
-        char head[32];
-        std::snprintf(head, sizeof head, "OK,%08x", n);
-        payload = head;
+        payload = "OK," + QByteArray::number(n, 16).rightJustified(8, '0').toStdString();
         std::string data;
         for (uint32_t i = 0; i < n; ++i, ++m_nextSample) {
             const uint32_t stamp =
