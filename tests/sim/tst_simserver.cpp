@@ -1,6 +1,6 @@
 // The simulated target's framing and sample ring, and its server over real loopback TCP on a RAM file
 // that the test itself changes (no emulator): memory commands in RAM and in the data window, sampling
-// sessions, several clients and fault injection.
+// sessions beside a debugger client, and fault injection.
 #include "FaultPlan.h"
 #include "GdbServer.h"
 #include "HssRequest.h"
@@ -11,6 +11,7 @@
 #include "SharedRam.h"
 #include "TargetMemoryMap.h"
 
+#include <QtEndian>
 #include <QtTest>
 #include <memory>
 #include <unistd.h>
@@ -23,9 +24,7 @@ constexpr std::uint64_t Counter = SharedRam::Base + 0x100; // a 4-byte "global" 
 constexpr std::uint64_t WindowWordPhysical = SharedRam::Base + 0x400010;
 
 std::uint32_t Le32(const QByteArray& bytes, int at) {
-    std::uint32_t value;
-    memcpy(&value, bytes.constData() + at, 4);
-    return value;
+    return qFromLittleEndian<std::uint32_t>(bytes.constData() + at);
 }
 } // namespace
 
@@ -84,7 +83,6 @@ private slots:
     void framing_data() {
         Row::Column(); // bytes (percent escapes) | events
         QTest::newRow("empty packet") << "$#00 | packet()";
-        QTest::newRow("stop") << "$qSeggerHSS:Stop#9c | packet(qSeggerHSS:Stop)";
         QTest::newRow("checksum wraps past 256") << "$zzzz#e8 | packet(zzzz)";
         QTest::newRow("uppercase checksum") << "$zzzz#E8 | packet(zzzz)";
         QTest::newRow("acks around") << "+$g#67+ | ack packet(g) ack";
@@ -110,7 +108,6 @@ private slots:
         Row::Column();
         QTest::newRow("order kept across the wrap") << "4 | 3 2 3 10 3 2 | 0001020304050607 | 0";
         QTest::newRow("full: the newest are dropped") << "3 | 5 100 | 000102 | 2";
-        QTest::newRow("room again after a take") << "2 | 3 1 2 9 | 000103 | 2";
     }
     void ring() {
         const QStringList f = Row::Fields(), rounds = f[1].split(' ');
@@ -132,9 +129,8 @@ private slots:
     void dialogue_data() {
         Row::Column(); // fault | steps, separated by " ; "
         QTest::newRow("reads in RAM")
-            << " | m80000100,4 => 78563412 ; m80000104,5 => a500000001 ; m807fffff,1 => 00 ; "
-               "m7ffffffc,4 => E01 ; m807ffffe,4 => E01 ; m80000100 => E01 ; mfffffffffffffffc,8 => E01 ; "
-               "m80000010,fffffffffffffff8 => E01";
+            << " | m80000104,5 => a500000001 ; m807fffff,1 => 00 ; m7ffffffc,4 => E01 ; m807ffffe,4 => E01 ; "
+               "m80000100 => E01 ; mfffffffffffffffc,8 => E01 ; m80000010,fffffffffffffff8 => E01";
         QTest::newRow("reads in the data window")
             << " | m20000010,4 => 0df0ad0b ; m80400010,4 => 0df0ad0b ; m203fffff,1 => 00 ; m20400000,4 => "
                "E01 ; "
@@ -165,14 +161,11 @@ private slots:
         QTest::newRow("detach") << " | D => OK ; raw: => closed";
         QTest::newRow("kill") << " | frame:k => + ; raw: => closed";
         QTest::newRow("session refusals")
-            << " | qSeggerHSS:Read:00002710 => E01 ; qSeggerHSS:Start:1,14,1,0000000020400010,4,0 => E02 ; "
-               "qSeggerHSS:Start:1,14,1,00000000807ffffe,4,0 => E02 ; "
-               "qSeggerHSS:Start:1,14,1,00000000203ffffe,4,0 => E02 ; "
-               "qSeggerHSS:Start:1,14,2,0000000020000010,4,0,000000001ffffffc,4,0 => E02 ; "
+            << " | qSeggerHSS:Read:00002710 => E01 ; qSeggerHSS:Start:1,14,1,00000000807ffffe,4,0 => E02 ; "
                "qSeggerHSS:Start:1,14,2,0000000080000100,4,0 => E01 ; qSeggerHSS:Read: => E01 ; "
                "qSeggerHSS:Pause => ; qSeggerHSS:Start:1,0x14,0 => E01 ; qSeggerHSS:Start:1,14 => E01 ; "
-               "qSeggerHSS:Start:1,0,0 => E01 ; qSeggerHSS:Read:xyz => E01 ; "
-               "start => OK ; qSeggerHSS:Stop => OK ; qSeggerHSS:Read:00002710 => E01";
+               "qSeggerHSS:Start:1,0,0 => E01 ; start => OK ; qSeggerHSS:Stop => OK ; "
+               "qSeggerHSS:Read:00002710 => E01";
         QTest::newRow("no-hss")
             << "no-hss | qSeggerHSS:Supported => ; start => ; qSeggerHSS:Read:00002710 => ; "
                "qSeggerHSS:Stop => ; m80000104,1 => a5";
@@ -238,29 +231,29 @@ private slots:
         }
     }
 
-    // Samples of four globals, one of which the host changes meanwhile: time stamps always rise, every
-    // block holds its global's bytes, and the change shows in later samples.
+    // Samples of four globals while a second client, a debugger, writes one of them: time stamps always
+    // rise, every block holds its global's bytes, and the write shows in later samples. The debugger is
+    // served meanwhile and has no session of its own.
     void sessionDeliversRecords() {
         StartServer("");
-        RspClient client;
-        QVERIFY(client.Connect(m_server->Port()));
+        RspClient client, debugger;
+        QVERIFY(client.Connect(m_server->Port()) && debugger.Connect(m_server->Port()));
         QCOMPARE(Ask(client, "qSeggerHSS:Start:1,1f4,4,0000000080000100,4,0,0000000080000104,1,0,"
                              "0000000080000108,8,0,0000000020000010,4,0"),
                  QByteArray("OK"));
         QByteArray all;
         std::uint32_t total = 0;
-        bool changed = false;
         for (QDeadlineTimer deadline(10000); total < 200 && !deadline.hasExpired();) {
             QByteArray records;
             std::uint32_t n = 0;
             QVERIFY2(client.HssRead(0x2710, 21, &records, &n), qPrintable(client.LastError()));
             all += records;
+            if (total < 50 && total + n >= 50)
+                QCOMPARE(Ask(debugger, "M80000100,4:0100feca"), QByteArray("OK"));
             total += n;
-            if (total >= 50 && !changed)
-                Write(Counter, "0100feca"); // a host write shows up in later samples
-            changed = total >= 50;
         }
         QVERIFY2(total >= 200, qPrintable(QString::number(total)));
+        QCOMPARE(Ask(debugger, "qSeggerHSS:Read:00002710"), QByteArray("E01"));
         int before = 0;
         bool after = false;
         for (std::uint32_t i = 0; i < total; ++i) {
@@ -272,26 +265,6 @@ private slots:
             QCOMPARE(record.mid(8).toHex(), QByteArray("a501020304050607080df0ad0b"));
         }
         QVERIFY(before >= 50 && after);
-    }
-
-    // A debugger writes while another client samples; the sampler sees the value, the debugger is
-    // served meanwhile and has no session of its own.
-    void twoClientsAtOnce() {
-        StartServer("");
-        RspClient sampler, debugger;
-        QVERIFY(sampler.Connect(m_server->Port()) && debugger.Connect(m_server->Port()));
-        QCOMPARE(Ask(sampler, "qSeggerHSS:Start:1,c8,1,0000000080000100,4,0"), QByteArray("OK"));
-        QCOMPARE(Ask(debugger, "M80000100,4:efbeadde"), QByteArray("OK"));
-        std::uint32_t seen = 0;
-        for (QDeadlineTimer deadline(10000); seen != 0xdeadbeef && !deadline.hasExpired();) {
-            QByteArray records;
-            std::uint32_t n = 0;
-            QVERIFY2(sampler.HssRead(0x2710, 8, &records, &n), qPrintable(sampler.LastError()));
-            seen = n > 0 ? Le32(records, int(n - 1) * 8 + 4) : seen;
-            QCOMPARE(Ask(debugger, "m80000104,1"), QByteArray("a5"));
-        }
-        QCOMPARE(seen, 0xdeadbeefu);
-        QCOMPARE(Ask(debugger, "qSeggerHSS:Read:00002710"), QByteArray("E01"));
     }
 };
 

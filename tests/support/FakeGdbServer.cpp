@@ -1,9 +1,10 @@
 #include "FakeGdbServer.h"
 
+#include "RspFraming.h"
+
+#include <QList>
 #include <algorithm>
 #include <arpa/inet.h>
-#include <cstdio>
-#include <cstdlib>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -16,14 +17,11 @@ bool startsWith(const std::string& s, const std::string& prefix) {
     return s.compare(0, prefix.size(), prefix) == 0;
 }
 
-// The hexadecimal numbers of a command's arguments, in order, whatever separates them.
+// The hexadecimal numbers of a command's comma-separated arguments, in order.
 std::vector<uint64_t> hexFields(const std::string& text) {
     std::vector<uint64_t> fields;
-    for (const char* p = text.c_str(); *p != '\0';) {
-        char* end = nullptr;
-        fields.push_back(std::strtoull(p, &end, 16));
-        p = end == p || *end == '\0' ? end + (*end != '\0') : end + 1;
-    }
+    for (const QByteArray& field : QByteArray::fromStdString(text).split(','))
+        fields.push_back(field.toULongLong(nullptr, 16));
     return fields;
 }
 
@@ -93,12 +91,7 @@ std::string FakeGdbServer::rawReceived() const {
 }
 
 std::string FakeGdbServer::frame(const std::string& payload) {
-    unsigned sum = 0;
-    for (unsigned char c : payload)
-        sum += c;
-    char checksum[3];
-    std::snprintf(checksum, sizeof checksum, "%02x", sum & 0xff);
-    return "$" + payload + "#" + checksum;
+    return Sim::RspFrame(QByteArray::fromStdString(payload)).toStdString();
 }
 
 FakeGdbServer::Handler FakeGdbServer::answering(const std::string& prefix, const std::string& payload) {
@@ -143,7 +136,8 @@ void FakeGdbServer::serve() {
 }
 
 void FakeGdbServer::handleConnection(int fd) {
-    std::string pending;
+    Sim::RspParser parser;
+    std::vector<Sim::RspEvent> events;
     char buffer[65536];
     while (!m_quit.load()) {
         pollfd p{fd, POLLIN, 0};
@@ -152,20 +146,17 @@ void FakeGdbServer::handleConnection(int fd) {
         const ssize_t got = ::recv(fd, buffer, sizeof buffer, 0);
         if (got <= 0)
             return;
-        pending.append(buffer, static_cast<size_t>(got));
         {
             std::lock_guard<std::mutex> lock(m_mutex);
             m_raw.append(buffer, static_cast<size_t>(got));
         }
-        for (;;) {
-            const size_t dollar = std::min(pending.find('$'), pending.size());
-            m_acks.fetch_add(static_cast<int>(std::count(pending.begin(), pending.begin() + dollar, '+')));
-            pending.erase(0, dollar);
-            const size_t hash = pending.find('#');
-            if (hash == std::string::npos || pending.size() < hash + 3)
-                break;
-            const std::string command = pending.substr(1, hash - 1);
-            pending.erase(0, hash + 3);
+        events.clear();
+        parser.Feed(buffer, static_cast<int>(got), events);
+        for (const Sim::RspEvent& event : events) {
+            m_acks.fetch_add(event.kind == Sim::RspEvent::Ack);
+            if (event.kind != Sim::RspEvent::Packet)
+                continue;
+            const std::string command = event.payload.toStdString();
             {
                 std::lock_guard<std::mutex> lock(m_mutex);
                 m_commands.push_back(command);
@@ -217,21 +208,9 @@ void FakeGdbServer::builtIn(const std::string& command, Reply& reply) {
         m_nextSample = 0;
         payload = "OK";
     } else if (startsWith(command, "qSeggerHSS:Read:")) {
-        const int served = static_cast<int>(m_reads.fetch_add(1));
-        if (m_silentAfterReads.load() >= 0 && served >= m_silentAfterReads.load()) {
-            reply.silent = true;
-            return;
-        }
-        if (m_closeAfterReads.load() >= 0 && served >= m_closeAfterReads.load()) {
-            reply.ack.clear();
-            reply.close = true;
-            return;
-        }
         const uint32_t asked = static_cast<uint32_t>(hexFields(command.substr(16)).at(0));
         const uint32_t n = m_sampling ? std::min(asked, m_samplesPerRead.load()) : 0;
-        char head[32];
-        std::snprintf(head, sizeof head, "OK,%08x", n);
-        payload = head;
+        payload = "OK," + QByteArray::number(n, 16).rightJustified(8, '0').toStdString();
         std::string data;
         for (uint32_t i = 0; i < n; ++i, ++m_nextSample) {
             const uint32_t stamp =

@@ -48,10 +48,6 @@ public:
     // Pause between two pieces of a split reply, in microseconds.
     void setPieceGapUs(int us) { m_gapUs = us; }
     void setQSupportedReply(const std::string& reply) { m_qSupported = reply; }
-    // Stop answering reads after this many (they get no reply and no ack).
-    void setSilentAfterReads(int n) { m_silentAfterReads = n; }
-    // Close the connection instead of answering read number n + 1.
-    void setCloseAfterReads(int n) { m_closeAfterReads = n; }
 
     std::vector<std::string> commands() const;
     // Every byte the client has sent, in order.
@@ -59,7 +55,6 @@ public:
     // Waits until a command starting with `prefix` has arrived; false after the deadline.
     bool waitForCommand(const std::string& prefix, int timeoutMs) const;
     int countCommands(const std::string& prefix) const;
-    uint32_t readsServed() const { return m_reads.load(); }
     int connections() const { return m_connections.load(); }
     // The client's "+" acknowledgements.
     int acksReceived() const { return m_acks.load(); }
@@ -98,10 +93,7 @@ private:
     std::atomic<size_t> m_split{0};
     std::atomic<int> m_gapUs{0};
     std::string m_qSupported = "PacketSize=4000;qXfer:features:read+";
-    std::atomic<int> m_silentAfterReads{-1};
-    std::atomic<int> m_closeAfterReads{-1};
     std::atomic<bool> m_silent{false};
-    std::atomic<uint32_t> m_reads{0};
     std::atomic<int> m_connections{0};
     std::atomic<int> m_acks{0};
 };
