@@ -11,7 +11,6 @@
 #include "HssSession.h"
 #include "MemoryWrite.h"
 #include "Row.h"
-#include "SamplingTestKit.h"
 #include "WatchList.h"
 
 #include <QDir>
@@ -100,6 +99,26 @@ QVector<VarParser::VarDes> vars(int n) {
 // Threads of this process; a stop leaves none of the sampling engine's behind.
 int threadCount() {
     return int(QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot).size());
+}
+
+// Ends whatever a test left running and closes the connection.
+void endSampling() {
+    if (samplingRunning())
+        stopSampling();
+    gdbClose();
+}
+
+// The process-wide sampling state (connection, session counters, watch list, configuration) as at start.
+void resetSamplingState() {
+    endSampling();
+    hssBeginSession();
+    watchList() = WatchList();
+    HssSettings& s = hssSettings();
+    s.period = 20;
+    s.reserved30 = 30;
+    s.displayDepth.store(500000);
+    s.reserved = 0;
+    CommonCfg::ResetForTests();
 }
 
 } // namespace
