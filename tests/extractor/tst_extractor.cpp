@@ -30,15 +30,12 @@ Output Run(const QString& program, const QStringList& args, const QString& workD
     return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
 }
 
-struct Symbol {
-    quint64 address = 0, size = 0;
-};
-
 // One compiled program with what the extractor and nm say about it.
 struct Build {
     QString elf;
     QJsonArray groups;
-    QMultiMap<QString, Symbol> symbols; // data objects with a size; "calls.0" is filed as "calls"
+    // Address and size of the data objects with a size; "calls.0" is filed as "calls".
+    QMultiMap<QString, std::pair<quint64, quint64>> symbols;
 };
 
 const char* const kVariants[][2] = {
@@ -165,10 +162,10 @@ private slots:
                 const quint64 address = var.value("address").toString().toULongLong(nullptr, 16);
                 const int size = var.value("size").toInt();
                 qint64 offset = -1;
-                for (const Symbol& s : build.symbols.values(BaseVariable(name)))
-                    if (address >= s.address && address + size <= s.address + s.size &&
-                        (name.contains(QRegularExpression("[.[]")) || s.size == quint64(size)))
-                        offset = qint64(address - s.address);
+                for (const auto& [start, length] : build.symbols.values(BaseVariable(name)))
+                    if (address >= start && address + size <= start + length &&
+                        (name.contains(QRegularExpression("[.[]")) || length == quint64(size)))
+                        offset = qint64(address - start);
                 if (offset < 0 || var.value("key").toInt() != ++key ||
                     !QStringList{"global", "static"}.contains(var.value("scope").toString()))
                     problems << name;
@@ -201,10 +198,8 @@ private slots:
         for (const char* row : kLeaves) {
             const QStringList f = QString(row).split(" | "), enc = f[3].split(' '), sizes = f[4].split(' ');
             const QString scope = f[0].contains("::") ? "static" : "global";
-            const QString want =
-                QStringList{f[rv32 ? 2 : 1], enc.value(rv32, enc[0]), sizes[rv32], scope, sizes[2]}.join(
-                    " | ");
-            QCOMPARE(f[0] + ": " + listed.value(f[0]), f[0] + ": " + want);
+            const QStringList want{f[rv32 ? 2 : 1], enc.value(rv32, enc[0]), sizes[rv32], scope, sizes[2]};
+            QCOMPARE(f[0] + ": " + listed.value(f[0]), f[0] + ": " + want.join(" | "));
         }
     }
 
@@ -245,9 +240,9 @@ private slots:
                             {kFixtures + (input == "object" ? "other.c" : "novars.c")}, elf));
         else if (input == "badversion" || input == "garbled") {
             // Damage the unit headers of a good file's .debug_info and put the section back.
-            QCOMPARE(Run("objcopy", {"--dump-section", ".debug_info=" + dir + "/info.bin", good}).exitCode,
-                     0);
-            QFile section(dir + "/info.bin");
+            const QString bin = dir + "/info.bin";
+            QCOMPARE(Run("objcopy", {"--dump-section", ".debug_info=" + bin, good}).exitCode, 0);
+            QFile section(bin);
             QVERIFY(section.open(QIODevice::ReadWrite));
             QByteArray bytes = section.readAll();
             if (input == "badversion")
@@ -255,9 +250,7 @@ private slots:
             else
                 bytes.replace(12, bytes.size() - 12, QByteArray(bytes.size() - 12, char(0xee)));
             QVERIFY(section.seek(0) && section.write(bytes) == bytes.size() && section.flush());
-            QCOMPARE(
-                Run("objcopy", {"--update-section", ".debug_info=" + section.fileName(), good, elf}).exitCode,
-                0);
+            QCOMPARE(Run("objcopy", {"--update-section", ".debug_info=" + bin, good, elf}).exitCode, 0);
         }
         Output r;
         const QJsonArray list = Extract(input == "none" ? args : QStringList{elf} + args, dir, &r);

@@ -32,9 +32,8 @@ inline bool LoadCatalogue(const QString& text) {
     }
     QTemporaryDir dir;
     QFile file(dir.filePath("elf.json"));
-    if (!dir.isValid() || !file.open(QIODevice::WriteOnly))
+    if (!dir.isValid() || !file.open(QIODevice::WriteOnly) || file.write(QJsonDocument(top).toJson()) < 0)
         return false;
-    file.write(QJsonDocument(top).toJson());
     file.close();
     VarParser().Parse(file.fileName());
     return !VarParser::VarList().isEmpty();
