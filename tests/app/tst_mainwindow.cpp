@@ -12,10 +12,12 @@
 #include "Row.h"
 #include "ScreenShot.h"
 #include "SelectSymbolsDlg.h"
+#include "TableDockWidget.h"
 #include "TaskManage.h"
 #include "ValueLineEdit.h"
 #include "VarChartView.h"
 
+#include <QAbstractButton>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDialogButtonBox>
@@ -97,8 +99,6 @@ private slots:
     // refused)
     void commandLine_data() {
         Row::Column();
-        QTest::newRow("J-Link, SWD")
-            << "corvane 7425MQDTCA jlink swd 4000 /fw/app.elf | Corvane 7425MQDTCA 0 0 4000 /fw/app.elf";
         QTest::newRow("capital C is the other maker")
             << "Corvane X my-jlink SWD 12x /a.elf | Pellonar X 0 0 0 /a.elf";
         QTest::newRow("openocd, JTAG") << "corvane X openocd jtag 1000 /a.elf | Corvane X 1 1 1000 /a.elf";
@@ -116,12 +116,13 @@ private slots:
             QVERIFY(message.contains("six fields") && CommonCfg::ElfPath().isEmpty());
             return;
         }
-        QCOMPARE(
-            QStringList({CommonCfg::Manufacturer(), CommonCfg::Device(),
-                         QString::number(CommonCfg::IsOpenocdProbe()), QString::number(CommonCfg::IsJtag()),
-                         QString::number(CommonCfg::ConnectRate()), CommonCfg::ElfPath()})
-                .join(' '),
-            f[1]);
+        QCOMPARE(QString("%1 %2 %3 %4 %5 %6")
+                     .arg(CommonCfg::Manufacturer(), CommonCfg::Device())
+                     .arg(CommonCfg::IsOpenocdProbe())
+                     .arg(CommonCfg::IsJtag())
+                     .arg(CommonCfg::ConnectRate())
+                     .arg(CommonCfg::ElfPath()),
+                 f[1]);
         QCOMPARE(CommonCfg::Record().debugTool, f[0].section(' ', 2, 2));
     }
 
@@ -212,6 +213,14 @@ private slots:
         AnswerFileDialog(saved);
         QMetaObject::invokeMethod(m_window, "OpenProject");
         QCOMPARE(m_window->ZoomBox()->currentIndex(), zoom);
+        QFile file(saved); // the rows are listed in the file, and opening it leaves them alone
+        QVERIFY(file.open(QIODevice::ReadOnly) && file.readAll().contains(R"("name": "loop_counter")"));
+        QCOMPARE(m_window->Table()->LineItems().size(), kWatched.size());
+        // Closing the table's dock unticks " Table "; ticking it shows the dock again.
+        Click(m_window->Dock()->findChild<QAbstractButton*>("qt_dockwidget_closebutton"));
+        QVERIFY(!m_window->TableBox()->isChecked() && !m_window->Dock()->isVisible());
+        m_window->TableBox()->click();
+        QVERIFY(m_window->Dock()->isVisible());
 
         // Stop/Start at random moments through the buttons: each answers within a second.
         QRandomGenerator rng(20261123);

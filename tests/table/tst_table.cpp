@@ -7,27 +7,19 @@
 #include "Console.h"
 #include "CsvWriter.h"
 #include "DataSource.h"
-#include "FakeGdbServer.h"
-#include "GdbTransport.h"
 #include "GetData.h"
 #include "Row.h"
 #include "SampleValue.h"
-#include "TableDockWidget.h"
 #include "TableFixture.h"
 #include "ValueLineEdit.h"
 
-#include <QAbstractButton>
 #include <QCheckBox>
 #include <QColorDialog>
 #include <QHeaderView>
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QLabel>
-#include <QMainWindow>
 #include <QMenu>
 #include <QMimeData>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTimer>
 #include <QVBoxLayout>
 #include <QtTest>
@@ -157,7 +149,6 @@ private slots:
         QVERIFY(CommonCfg::VarTable() == nullptr);  // the table unregisters itself
         m_source->Display({{QPointF(0, 1)}}, {{}}); // a batch after the table went is harmless
         delete m_source;
-        gdbClose();
     }
 
     // mode, last row accepts | dragged row, row dropped on (-1: empty space below) | rows afterwards |
@@ -246,20 +237,6 @@ private slots:
         QCOMPARE(m_edit->styleSheet(), idle ? ValueLineEdit::IdleStyle() : ValueLineEdit::EditingStyle());
         QCOMPARE(seen.join(','), f[2].trimmed());
         QCOMPARE(finished.count(), seen.count("|")); // leaving the cell finishes nothing
-    }
-
-    // Closed by its button: the owner is told.
-    void dockCloses() {
-        QMainWindow window;
-        auto* dock = new TableDockWidget(" Table ", &window);
-        window.addDockWidget(Qt::BottomDockWidgetArea, dock);
-        window.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&window));
-        QTRY_VERIFY(dock->isVisible());
-        QSignalSpy closed(dock, &TableDockWidget::Closed);
-        QTest::mouseClick(dock->findChild<QAbstractButton*>("qt_dockwidget_closebutton"), Qt::LeftButton);
-        QCOMPARE(closed.count(), 1);
-        QVERIFY(!dock->isVisible() && window.isVisible());
     }
 
     void columnsAndRow() {
@@ -376,24 +353,6 @@ private slots:
         QCOMPARE(offered.rgb(), palette.at(1).rgb());
         QCOMPARE(Swatch(row(1)), QColor(0x12, 0x34, 0x56).rgb());
         QCOMPARE(shown.count(), 1);
-    }
-
-    // The project file lists the rows in row order with their colours; loading one keeps the rows.
-    void projectFile() {
-        QVERIFY(LoadCatalogue(kMixed));
-        SelectByName(*m_table, {"set_point", "speed"});
-        QTemporaryDir dir;
-        const QString path = dir.filePath("p.tidewatch");
-        CommonCfg::SaveProject(path);
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QJsonArray listed = QJsonDocument::fromJson(file.readAll())["VarList"].toArray();
-        QCOMPARE(QJsonDocument(listed).toJson(QJsonDocument::Compact),
-                 R"([{"address":"20000010","color":"0xff00ff00","name":"set_point","type":"float"},)"
-                 R"({"address":"20000018","color":"0xffff0000","name":"speed","type":"int"}])");
-        SelectByName(*m_table, {"duty"});
-        CommonCfg::LoadProject(path);
-        QCOMPARE(column(), QString("duty"));
     }
 
     // The row menu, right-clicked: "Delete" drops the variable (the "+" row is none), the insert entries
@@ -533,22 +492,6 @@ private slots:
         QFile said;
         QVERIFY(said.open(console, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle));
         QVERIFY(said.readAll().contains("'far_away'"));
-    }
-
-    // A value typed into the table reaches the server as the exact memory-write packet when Return
-    // finishes the edit (the bytes per type are the protocol's own).
-    void typedValue() {
-        QVERIFY(LoadCatalogue("a.c=other:20000010:int, target:0x20000040:int"));
-        SelectByName(*m_table, {"other", "target"});
-        FakeGdbServer server;
-        QCOMPARE(gdbConnect("127.0.0.1", server.port()), 0);
-        ValueLineEdit* edit = row(1)->valueEdit;
-        QTest::mouseClick(edit, Qt::LeftButton);
-        edit->clear();
-        QTest::keyClicks(edit, "1234");
-        QTest::keyClick(edit, Qt::Key_Return);
-        QVERIFY(server.waitForCommand("M", 5000));
-        QCOMPARE(server.commands(), std::vector<std::string>{"M20000040,4:d2040000"});
     }
 };
 
