@@ -14,8 +14,7 @@ namespace {
 
 struct Run {
     int exitCode = -1;
-    QString out;
-    QString err;
+    QString out, err;
 };
 
 Run capture(const QStringList& args) {
@@ -74,11 +73,10 @@ private slots:
             capture(QStringList{"--port", QString::number(server.port()), "--samples", "300"} + kVars);
         QCOMPARE(r.exitCode, 0);
         const QStringList lines = r.out.split('\n', Qt::SkipEmptyParts);
-        QCOMPARE(lines.size(), 301);
         QCOMPARE(lines[0], QString("time,counter,status,wave,temp"));
         QCOMPARE(lines.mid(1, 5).join(' '), // the wrap step is one short
                  QString("0,0,0,0,0 64,1,1,0.25,-1 128,2,2,0.5,-2 192,3,3,0.75,-3 255,4,4,1,-4"));
-        QCOMPARE(lines[300], QString("%1,299,43,74.75,-299").arg(64 * 298 + 63));
+        QCOMPARE(lines.mid(300).join(' '), QString("%1,299,43,74.75,-299").arg(64 * 298 + 63)); // and no more
         QVERIFY2(r.err.contains("tidewatch-capture: 300 frames in"), qPrintable(r.err));
         QVERIFY(r.err.contains("session end code 0") && !r.err.contains("lost"));
         QCOMPARE(server.countCommands("qSeggerHSS:Start:1,14,4,"), 1);
@@ -107,9 +105,7 @@ private slots:
     void usageErrors() {
         const QStringList f = Row::Fields();
         const Run r = capture(f[0].split(' ', Qt::SkipEmptyParts));
-        QCOMPARE(r.exitCode, 2);
-        QVERIFY2(r.err.contains(f[1]), qPrintable(r.err));
-        QVERIFY(r.out.isEmpty());
+        QVERIFY2(r.exitCode == 2 && r.out.isEmpty() && r.err.contains(f[1]), qPrintable(r.err));
     }
 
     // Fault | message on standard error
@@ -136,14 +132,12 @@ private slots:
             server.setHandler(FakeGdbServer::answering("qSeggerHSS:Read:", "E01"));
         QTcpSocket refusing; // bound, never listening: every connection to its port is refused
         QVERIFY(refusing.bind(QHostAddress::LocalHost));
-        const QString port =
-            fault == "no-server" ? QString::number(refusing.localPort()) : QString::number(server.port());
-        const Run r = capture(QStringList{"--port", port, "--stall-timeout", "1"} + kVars);
+        const quint16 port = fault == "no-server" ? refusing.localPort() : server.port();
+        const Run r = capture(QStringList{"--port", QString::number(port), "--stall-timeout", "1"} + kVars);
         QCOMPARE(r.exitCode, fault == "no-server" ? 3 : 4);
         QVERIFY2(r.err.contains(message), qPrintable(r.err));
         // Console lines never mix into the CSV; the header goes out once sampling has started.
-        QCOMPARE(r.out.isEmpty(), fault == "no-server");
-        QVERIFY(r.out.isEmpty() || r.out.startsWith("time,counter,status,wave,temp\n"));
+        QCOMPARE(r.out.left(30), QString(fault == "no-server" ? "" : "time,counter,status,wave,temp\n"));
     }
 
     // Arguments after the port ("SYMBOLS": a catalogue file naming counter and gain) | the server's answer
@@ -205,7 +199,6 @@ private slots:
     }
     void terminatesCleanlyOnSignal() {
         const QString state = Row::Fields()[0];
-        const int exitCode = Row::Fields()[1].toInt();
         FakeGdbServer server;
         if (state == "silent")
             failAfterReads(server, 5, false);
@@ -215,19 +208,17 @@ private slots:
         const QString csv = dir.filePath("out.csv");
         QProcess p;
         p.start(CAPTURE_EXE, QStringList{"--port", QString::number(server.port()), "--output", csv} + kVars);
-        if (state == "deaf")
-            QTRY_VERIFY_WITH_TIMEOUT(server.commands().size() >= 1, 10000);
-        else
-            QTRY_VERIFY_WITH_TIMEOUT(server.countCommands("qSeggerHSS:Read:") >= 6, 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(server.countCommands(state == "deaf" ? "" : "qSeggerHSS:Read:") >=
+                                     (state == "deaf" ? 1 : 6),
+                                 10000);
         for (int signal : {SIGTERM, SIGINT}) {
             ::kill(static_cast<pid_t>(p.processId()), signal);
             if (p.waitForFinished(3000))
                 break;
         }
-        QCOMPARE(p.state(), QProcess::NotRunning);
-        QCOMPARE(p.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(p.exitCode(), exitCode);
-        if (exitCode != 0)
+        QCOMPARE(QString("%1 %2 %3").arg(p.state()).arg(p.exitStatus()).arg(p.exitCode()),
+                 "0 0 " + Row::Fields()[1]);
+        if (state == "deaf")
             return;
         QVERIFY(QString(p.readAllStandardError()).contains("session end code 0"));
         QFile f(csv);

@@ -17,7 +17,6 @@ bool startsWith(const std::string& s, const std::string& prefix) {
     return s.compare(0, prefix.size(), prefix) == 0;
 }
 
-// The hexadecimal numbers of a command's comma-separated arguments, in order.
 std::vector<uint64_t> hexFields(const std::string& text) {
     std::vector<uint64_t> fields;
     for (const QByteArray& field : QByteArray::fromStdString(text).split(','))
@@ -49,26 +48,9 @@ FakeGdbServer::FakeGdbServer() {
 FakeGdbServer::~FakeGdbServer() {
     m_quit.store(true);
     ::shutdown(m_listen, SHUT_RDWR);
-    const int client = m_client.load();
-    if (client >= 0)
-        ::shutdown(client, SHUT_RDWR);
+    ::shutdown(m_client.load(), SHUT_RDWR); // fails harmlessly on -1, no client
     m_thread.join();
     ::close(m_listen);
-}
-
-void FakeGdbServer::setHandler(Handler handler) {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_handler = std::move(handler);
-}
-
-void FakeGdbServer::setSampleSource(SampleSource source) {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_source = std::move(source);
-}
-
-std::vector<std::string> FakeGdbServer::commands() const {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    return m_commands;
 }
 
 bool FakeGdbServer::waitForCommand(const std::string& prefix, int timeoutMs) const {
@@ -80,14 +62,9 @@ bool FakeGdbServer::waitForCommand(const std::string& prefix, int timeoutMs) con
 }
 
 int FakeGdbServer::countCommands(const std::string& prefix) const {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    return static_cast<int>(std::count_if(m_commands.begin(), m_commands.end(),
-                                          [&](const std::string& c) { return startsWith(c, prefix); }));
-}
-
-std::string FakeGdbServer::rawReceived() const {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    return m_raw;
+    const std::vector<std::string> all = commands();
+    return int(
+        std::count_if(all.begin(), all.end(), [&](const std::string& c) { return startsWith(c, prefix); }));
 }
 
 std::string FakeGdbServer::frame(const std::string& payload) {
@@ -146,10 +123,7 @@ void FakeGdbServer::handleConnection(int fd) {
         const ssize_t got = ::recv(fd, buffer, sizeof buffer, 0);
         if (got <= 0)
             return;
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            m_raw.append(buffer, static_cast<size_t>(got));
-        }
+        locked([&] { m_raw.append(buffer, static_cast<size_t>(got)); });
         events.clear();
         parser.Feed(buffer, static_cast<int>(got), events);
         for (const Sim::RspEvent& event : events) {
@@ -157,10 +131,7 @@ void FakeGdbServer::handleConnection(int fd) {
             if (event.kind != Sim::RspEvent::Packet)
                 continue;
             const std::string command = event.payload.toStdString();
-            {
-                std::lock_guard<std::mutex> lock(m_mutex);
-                m_commands.push_back(command);
-            }
+            locked([&] { m_commands.push_back(command); });
             m_cv.notify_all();
             if (!m_silent.load() && !answer(fd, command))
                 return;
@@ -170,11 +141,7 @@ void FakeGdbServer::handleConnection(int fd) {
 
 bool FakeGdbServer::answer(int fd, const std::string& command) {
     Reply reply;
-    Handler handler;
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        handler = m_handler;
-    }
+    const Handler handler = locked([&] { return m_handler; });
     if (!(handler && handler(command, reply)))
         builtIn(command, reply);
     if (reply.silent) {
