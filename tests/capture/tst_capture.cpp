@@ -2,12 +2,9 @@
 #include "FakeGdbServer.h"
 #include "Row.h"
 
-#include <QProcess>
 #include <QTcpSocket>
-#include <QTemporaryDir>
 #include <QtTest>
 #include <csignal>
-#include <cstring>
 #include <memory>
 
 namespace {
@@ -49,9 +46,7 @@ void realisticSource(uint64_t i, const std::vector<uint32_t>&, std::string& out)
     put(i, 4);
     put(i & 0xff, 1);
     const float f = static_cast<float>(i) * 0.25f;
-    uint32_t bits;
-    std::memcpy(&bits, &f, 4);
-    put(bits, 4);
+    out.append(reinterpret_cast<const char*>(&f), 4); // little-endian, as the host
     put(static_cast<uint16_t>(-static_cast<int16_t>(i)), 2);
 }
 
@@ -113,23 +108,21 @@ private slots:
         Row::Column();
         QTest::newRow("no server") << "no-server | Setup GDBserver Fail! Please check the connection between "
                                       "the debugger and the PC ,and then restart Tidewatch!";
-        QTest::newRow("no sampling support") << "no-hss | ended with code -1";
+        QTest::newRow("no sampling support") << "qSeggerHSS:Supported= | ended with code -1";
         QTest::newRow("connection closed") << "close | ended with code 3";
         QTest::newRow("server falls silent") << "silent | stopped answering";
         QTest::newRow("no samples") << "empty | ended with code 4: the target delivered no samples";
-        QTest::newRow("read refused") << "refuse-read | ended with code -10";
+        QTest::newRow("read refused") << "qSeggerHSS:Read:=E01 | ended with code -10";
     }
     void sessionFailures() {
         const QString fault = Row::Fields()[0], message = Row::Fields()[1];
         FakeGdbServer server;
         if (fault == "close" || fault == "silent")
             failAfterReads(server, 3, fault == "close");
-        if (fault == "empty")
-            server.setSamplesPerRead(0);
-        if (fault == "no-hss")
-            server.setHandler(FakeGdbServer::answering("qSeggerHSS:Supported", ""));
-        if (fault == "refuse-read")
-            server.setHandler(FakeGdbServer::answering("qSeggerHSS:Read:", "E01"));
+        server.setSamplesPerRead(fault == "empty" ? 0 : 100);
+        if (fault.contains('=')) // a command prefix and its answer
+            server.setHandler(FakeGdbServer::answering(fault.section('=', 0, 0).toStdString(),
+                                                       fault.section('=', 1).toStdString()));
         QTcpSocket refusing; // bound, never listening: every connection to its port is refused
         QVERIFY(refusing.bind(QHostAddress::LocalHost));
         const quint16 port = fault == "no-server" ? refusing.localPort() : server.port();
@@ -161,11 +154,10 @@ private slots:
         const QStringList f = Row::Fields();
         QTemporaryDir dir;
         QFile json(dir.filePath("elf.json"));
-        QVERIFY(json.open(QIODevice::WriteOnly));
-        json.write(R"([{"name":"main.c","dataList":[
+        QVERIFY(json.open(QIODevice::WriteOnly) && json.write(R"([{"name":"main.c","dataList":[
           {"name":"counter","address":"20000000","scope":"global","size":4,"type":"int","key":1},
-          {"name":"gain","address":"20000010","scope":"global","size":4,"type":"float","key":2}]}])");
-        json.close();
+          {"name":"gain","address":"20000010","scope":"global","size":4,"type":"float","key":2}]}])") > 0 &&
+                json.flush());
         FakeGdbServer server;
         server.setHandler(FakeGdbServer::answering("M", f[1].toStdString()));
         QStringList args = f[0].split(' ');

@@ -11,10 +11,8 @@
 #include "SharedRam.h"
 #include "TargetMemoryMap.h"
 
-#include <QtEndian>
 #include <QtTest>
 #include <memory>
-#include <unistd.h>
 
 using namespace Sim;
 
@@ -38,11 +36,10 @@ class TestSimServer : public QObject {
         QVERIFY(m_ram->Write(address, bytes.constData(), bytes.size()));
     }
     void StartServer(const QString& fault) {
-        static int serial = 0;
         m_server.reset();
         m_ram = std::make_unique<SharedRam>();
         QString error;
-        const QString path = QString("/dev/shm/tst_simserver-%1-%2").arg(::getpid()).arg(++serial);
+        const QString path = "/dev/shm/tst_simserver-" + QUuid::createUuid().toString(QUuid::Id128);
         QVERIFY2(m_ram->Create(path, 8 * 1024 * 1024, &error), qPrintable(error)); // backs the data window
         m_ram->Unlink();
         Write(Counter, "78563412a5000000");     // counter, flags and padding

@@ -4,7 +4,6 @@
 
 #include <QList>
 #include <algorithm>
-#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -144,14 +143,12 @@ bool FakeGdbServer::answer(int fd, const std::string& command) {
     const Handler handler = locked([&] { return m_handler; });
     if (!(handler && handler(command, reply)))
         builtIn(command, reply);
-    if (reply.silent) {
-        m_silent.store(true);
+    m_silent.store(reply.silent || reply.hangAfter);
+    if (reply.silent)
         return true;
-    }
     sendAll(fd, reply.ack);
     for (const std::string& chunk : reply.chunks)
         sendAll(fd, chunk);
-    m_silent.store(reply.hangAfter);
     if (reply.close)
         ::shutdown(fd, SHUT_RDWR);
     return !reply.close;
@@ -162,7 +159,8 @@ void FakeGdbServer::builtIn(const std::string& command, Reply& reply) {
     std::string payload;
     if (startsWith(command, "qSupported")) {
         payload = m_qSupported;
-    } else if (command == "qSeggerHSS:Stop" || command == "qSeggerHSS:Supported") {
+    } else if (command == "qSeggerHSS:Stop" || command == "qSeggerHSS:Supported" ||
+               startsWith(command, "M")) {
         m_sampling = m_sampling && command != "qSeggerHSS:Stop";
         payload = "OK";
     } else if (startsWith(command, "qSeggerHSS:Start:")) {
@@ -190,8 +188,6 @@ void FakeGdbServer::builtIn(const std::string& command, Reply& reply) {
         if (!data.empty())
             reply.chunks.push_back(data);
         return;
-    } else if (startsWith(command, "M")) {
-        payload = "OK";
     }
     reply.chunks.push_back(frame(payload));
 }

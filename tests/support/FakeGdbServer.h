@@ -9,10 +9,9 @@
 #include <thread>
 #include <vector>
 
-// A scriptable GDB server on loopback for protocol tests. It accepts one connection at a time,
-// acknowledges each packet and answers from a handler. By default it behaves like a target with
-// high-speed sampling: it answers Start/Read/Stop and streams sample records
-// from a generator after each read reply.
+// A scriptable GDB server on loopback for protocol tests: one connection at a time, each packet acknowledged
+// and answered from a handler, else like a target with high-speed sampling that answers Start/Read/Stop
+// and streams generated sample records after each read reply.
 class FakeGdbServer {
 public:
     struct Reply {
