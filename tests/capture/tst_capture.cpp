@@ -2,20 +2,16 @@
 #include "FakeGdbServer.h"
 #include "Row.h"
 
-#include <QProcess>
 #include <QTcpSocket>
-#include <QTemporaryDir>
 #include <QtTest>
 #include <csignal>
-#include <cstring>
 #include <memory>
 
 namespace {
 
 struct Run {
     int exitCode = -1;
-    QString out;
-    QString err;
+    QString out, err;
 };
 
 Run capture(const QStringList& args) {
@@ -50,9 +46,7 @@ void realisticSource(uint64_t i, const std::vector<uint32_t>&, std::string& out)
     put(i, 4);
     put(i & 0xff, 1);
     const float f = static_cast<float>(i) * 0.25f;
-    uint32_t bits;
-    std::memcpy(&bits, &f, 4);
-    put(bits, 4);
+    out.append(reinterpret_cast<const char*>(&f), 4); // little-endian, as the host
     put(static_cast<uint16_t>(-static_cast<int16_t>(i)), 2);
 }
 
@@ -74,11 +68,10 @@ private slots:
             capture(QStringList{"--port", QString::number(server.port()), "--samples", "300"} + kVars);
         QCOMPARE(r.exitCode, 0);
         const QStringList lines = r.out.split('\n', Qt::SkipEmptyParts);
-        QCOMPARE(lines.size(), 301);
         QCOMPARE(lines[0], QString("time,counter,status,wave,temp"));
         QCOMPARE(lines.mid(1, 5).join(' '), // the wrap step is one short
                  QString("0,0,0,0,0 64,1,1,0.25,-1 128,2,2,0.5,-2 192,3,3,0.75,-3 255,4,4,1,-4"));
-        QCOMPARE(lines[300], QString("%1,299,43,74.75,-299").arg(64 * 298 + 63));
+        QCOMPARE(lines.mid(300).join(' '), QString("%1,299,43,74.75,-299").arg(64 * 298 + 63)); // and no more
         QVERIFY2(r.err.contains("tidewatch-capture: 300 frames in"), qPrintable(r.err));
         QVERIFY(r.err.contains("session end code 0") && !r.err.contains("lost"));
         QCOMPARE(server.countCommands("qSeggerHSS:Start:1,14,4,"), 1);
@@ -107,9 +100,7 @@ private slots:
     void usageErrors() {
         const QStringList f = Row::Fields();
         const Run r = capture(f[0].split(' ', Qt::SkipEmptyParts));
-        QCOMPARE(r.exitCode, 2);
-        QVERIFY2(r.err.contains(f[1]), qPrintable(r.err));
-        QVERIFY(r.out.isEmpty());
+        QVERIFY2(r.exitCode == 2 && r.out.isEmpty() && r.err.contains(f[1]), qPrintable(r.err));
     }
 
     // Fault | message on standard error
@@ -117,33 +108,29 @@ private slots:
         Row::Column();
         QTest::newRow("no server") << "no-server | Setup GDBserver Fail! Please check the connection between "
                                       "the debugger and the PC ,and then restart Tidewatch!";
-        QTest::newRow("no sampling support") << "no-hss | ended with code -1";
+        QTest::newRow("no sampling support") << "qSeggerHSS:Supported= | ended with code -1";
         QTest::newRow("connection closed") << "close | ended with code 3";
         QTest::newRow("server falls silent") << "silent | stopped answering";
         QTest::newRow("no samples") << "empty | ended with code 4: the target delivered no samples";
-        QTest::newRow("read refused") << "refuse-read | ended with code -10";
+        QTest::newRow("read refused") << "qSeggerHSS:Read:=E01 | ended with code -10";
     }
     void sessionFailures() {
         const QString fault = Row::Fields()[0], message = Row::Fields()[1];
         FakeGdbServer server;
         if (fault == "close" || fault == "silent")
             failAfterReads(server, 3, fault == "close");
-        if (fault == "empty")
-            server.setSamplesPerRead(0);
-        if (fault == "no-hss")
-            server.setHandler(FakeGdbServer::answering("qSeggerHSS:Supported", ""));
-        if (fault == "refuse-read")
-            server.setHandler(FakeGdbServer::answering("qSeggerHSS:Read:", "E01"));
+        server.setSamplesPerRead(fault == "empty" ? 0 : 100);
+        if (fault.contains('=')) // a command prefix and its answer
+            server.setHandler(FakeGdbServer::answering(fault.section('=', 0, 0).toStdString(),
+                                                       fault.section('=', 1).toStdString()));
         QTcpSocket refusing; // bound, never listening: every connection to its port is refused
         QVERIFY(refusing.bind(QHostAddress::LocalHost));
-        const QString port =
-            fault == "no-server" ? QString::number(refusing.localPort()) : QString::number(server.port());
-        const Run r = capture(QStringList{"--port", port, "--stall-timeout", "1"} + kVars);
+        const quint16 port = fault == "no-server" ? refusing.localPort() : server.port();
+        const Run r = capture(QStringList{"--port", QString::number(port), "--stall-timeout", "1"} + kVars);
         QCOMPARE(r.exitCode, fault == "no-server" ? 3 : 4);
         QVERIFY2(r.err.contains(message), qPrintable(r.err));
         // Console lines never mix into the CSV; the header goes out once sampling has started.
-        QCOMPARE(r.out.isEmpty(), fault == "no-server");
-        QVERIFY(r.out.isEmpty() || r.out.startsWith("time,counter,status,wave,temp\n"));
+        QCOMPARE(r.out.left(30), QString(fault == "no-server" ? "" : "time,counter,status,wave,temp\n"));
     }
 
     // Arguments after the port ("SYMBOLS": a catalogue file naming counter and gain) | the server's answer
@@ -167,11 +154,10 @@ private slots:
         const QStringList f = Row::Fields();
         QTemporaryDir dir;
         QFile json(dir.filePath("elf.json"));
-        QVERIFY(json.open(QIODevice::WriteOnly));
-        json.write(R"([{"name":"main.c","dataList":[
+        QVERIFY(json.open(QIODevice::WriteOnly) && json.write(R"([{"name":"main.c","dataList":[
           {"name":"counter","address":"20000000","scope":"global","size":4,"type":"int","key":1},
-          {"name":"gain","address":"20000010","scope":"global","size":4,"type":"float","key":2}]}])");
-        json.close();
+          {"name":"gain","address":"20000010","scope":"global","size":4,"type":"float","key":2}]}])") > 0 &&
+                json.flush());
         FakeGdbServer server;
         server.setHandler(FakeGdbServer::answering("M", f[1].toStdString()));
         QStringList args = f[0].split(' ');
@@ -205,7 +191,6 @@ private slots:
     }
     void terminatesCleanlyOnSignal() {
         const QString state = Row::Fields()[0];
-        const int exitCode = Row::Fields()[1].toInt();
         FakeGdbServer server;
         if (state == "silent")
             failAfterReads(server, 5, false);
@@ -215,19 +200,17 @@ private slots:
         const QString csv = dir.filePath("out.csv");
         QProcess p;
         p.start(CAPTURE_EXE, QStringList{"--port", QString::number(server.port()), "--output", csv} + kVars);
-        if (state == "deaf")
-            QTRY_VERIFY_WITH_TIMEOUT(server.commands().size() >= 1, 10000);
-        else
-            QTRY_VERIFY_WITH_TIMEOUT(server.countCommands("qSeggerHSS:Read:") >= 6, 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(server.countCommands(state == "deaf" ? "" : "qSeggerHSS:Read:") >=
+                                     (state == "deaf" ? 1 : 6),
+                                 10000);
         for (int signal : {SIGTERM, SIGINT}) {
             ::kill(static_cast<pid_t>(p.processId()), signal);
             if (p.waitForFinished(3000))
                 break;
         }
-        QCOMPARE(p.state(), QProcess::NotRunning);
-        QCOMPARE(p.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(p.exitCode(), exitCode);
-        if (exitCode != 0)
+        QCOMPARE(QString("%1 %2 %3").arg(p.state()).arg(p.exitStatus()).arg(p.exitCode()),
+                 "0 0 " + Row::Fields()[1]);
+        if (state == "deaf")
             return;
         QVERIFY(QString(p.readAllStandardError()).contains("session end code 0"));
         QFile f(csv);

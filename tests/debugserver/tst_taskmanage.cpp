@@ -19,12 +19,6 @@ class TaskManageTest : public QObject {
         "#!/bin/sh\nprintf '%s\\n' \"$@\" > %1/server.args; echo $$ > %1/server.pid; exec /bin/sleep 600";
     const QString m_gdb = "#!/bin/sh\nprintf '%s\\n' \"$@\" > %1/gdb.args; exec /bin/cat > %1/gdb.stdin";
 
-    // As the project dialog launches.
-    static void Start(TaskManage& launcher, const QString& openocd) {
-        launcher.FindTools();
-        launcher.LocateGdb();
-        launcher.Launch(openocd);
-    }
     QString At(const QString& name) const { return m_dir->filePath(name); }
     QString Read(const QString& name) const {
         QFile file(At(name));
@@ -121,8 +115,10 @@ private slots:
         bystander.start("/bin/sleep", {"600"});
         QVERIFY(bystander.waitForStarted());
 
-        TaskManage launcher;
-        Start(launcher, At(f[1]));
+        TaskManage launcher; // as the project dialog launches
+        launcher.FindTools();
+        launcher.LocateGdb();
+        launcher.Launch(At(f[1]));
         QCOMPARE(m_reports.join(';'), f[5]);
         QTRY_COMPARE(Read("server.args"), f[3].isEmpty() ? "(none)" : f[3].split(',').join('\n') + '\n');
         QTRY_COMPARE(Read("gdb.stdin"), f[4].isEmpty() ? "(none)" : f[4].split(';').join("\r\n") + "\r\n");
@@ -176,8 +172,10 @@ private slots:
         CommonCfg::SetOpenocdProbe(f[0].toInt());
         CommonCfg::SetElfPath(TIDEWATCH_DEMO_ELF);
 
-        TaskManage launcher;
-        Start(launcher, At(f[1]));
+        TaskManage launcher; // as the project dialog launches
+        launcher.FindTools();
+        launcher.LocateGdb();
+        launcher.Launch(At(f[1]));
         QTRY_VERIFY_WITH_TIMEOUT(Read(f[2]).contains(f[3]), 20000);
         QVERIFY(launcher.IsRunning());
         QVERIFY(!Read("sim.err").contains("client 1 disconnected")); // gdb stays on, the target running

@@ -4,7 +4,6 @@
 
 #include <QList>
 #include <algorithm>
-#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -17,7 +16,6 @@ bool startsWith(const std::string& s, const std::string& prefix) {
     return s.compare(0, prefix.size(), prefix) == 0;
 }
 
-// The hexadecimal numbers of a command's comma-separated arguments, in order.
 std::vector<uint64_t> hexFields(const std::string& text) {
     std::vector<uint64_t> fields;
     for (const QByteArray& field : QByteArray::fromStdString(text).split(','))
@@ -49,26 +47,9 @@ FakeGdbServer::FakeGdbServer() {
 FakeGdbServer::~FakeGdbServer() {
     m_quit.store(true);
     ::shutdown(m_listen, SHUT_RDWR);
-    const int client = m_client.load();
-    if (client >= 0)
-        ::shutdown(client, SHUT_RDWR);
+    ::shutdown(m_client.load(), SHUT_RDWR); // fails harmlessly on -1, no client
     m_thread.join();
     ::close(m_listen);
-}
-
-void FakeGdbServer::setHandler(Handler handler) {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_handler = std::move(handler);
-}
-
-void FakeGdbServer::setSampleSource(SampleSource source) {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_source = std::move(source);
-}
-
-std::vector<std::string> FakeGdbServer::commands() const {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    return m_commands;
 }
 
 bool FakeGdbServer::waitForCommand(const std::string& prefix, int timeoutMs) const {
@@ -80,14 +61,9 @@ bool FakeGdbServer::waitForCommand(const std::string& prefix, int timeoutMs) con
 }
 
 int FakeGdbServer::countCommands(const std::string& prefix) const {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    return static_cast<int>(std::count_if(m_commands.begin(), m_commands.end(),
-                                          [&](const std::string& c) { return startsWith(c, prefix); }));
-}
-
-std::string FakeGdbServer::rawReceived() const {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    return m_raw;
+    const std::vector<std::string> all = commands();
+    return int(
+        std::count_if(all.begin(), all.end(), [&](const std::string& c) { return startsWith(c, prefix); }));
 }
 
 std::string FakeGdbServer::frame(const std::string& payload) {
@@ -146,10 +122,7 @@ void FakeGdbServer::handleConnection(int fd) {
         const ssize_t got = ::recv(fd, buffer, sizeof buffer, 0);
         if (got <= 0)
             return;
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            m_raw.append(buffer, static_cast<size_t>(got));
-        }
+        locked([&] { m_raw.append(buffer, static_cast<size_t>(got)); });
         events.clear();
         parser.Feed(buffer, static_cast<int>(got), events);
         for (const Sim::RspEvent& event : events) {
@@ -157,10 +130,7 @@ void FakeGdbServer::handleConnection(int fd) {
             if (event.kind != Sim::RspEvent::Packet)
                 continue;
             const std::string command = event.payload.toStdString();
-            {
-                std::lock_guard<std::mutex> lock(m_mutex);
-                m_commands.push_back(command);
-            }
+            locked([&] { m_commands.push_back(command); });
             m_cv.notify_all();
             if (!m_silent.load() && !answer(fd, command))
                 return;
@@ -170,21 +140,15 @@ void FakeGdbServer::handleConnection(int fd) {
 
 bool FakeGdbServer::answer(int fd, const std::string& command) {
     Reply reply;
-    Handler handler;
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        handler = m_handler;
-    }
+    const Handler handler = locked([&] { return m_handler; });
     if (!(handler && handler(command, reply)))
         builtIn(command, reply);
-    if (reply.silent) {
-        m_silent.store(true);
+    m_silent.store(reply.silent || reply.hangAfter);
+    if (reply.silent)
         return true;
-    }
     sendAll(fd, reply.ack);
     for (const std::string& chunk : reply.chunks)
         sendAll(fd, chunk);
-    m_silent.store(reply.hangAfter);
     if (reply.close)
         ::shutdown(fd, SHUT_RDWR);
     return !reply.close;
@@ -195,7 +159,8 @@ void FakeGdbServer::builtIn(const std::string& command, Reply& reply) {
     std::string payload;
     if (startsWith(command, "qSupported")) {
         payload = m_qSupported;
-    } else if (command == "qSeggerHSS:Stop" || command == "qSeggerHSS:Supported") {
+    } else if (command == "qSeggerHSS:Stop" || command == "qSeggerHSS:Supported" ||
+               startsWith(command, "M")) {
         m_sampling = m_sampling && command != "qSeggerHSS:Stop";
         payload = "OK";
     } else if (startsWith(command, "qSeggerHSS:Start:")) {
@@ -223,8 +188,6 @@ void FakeGdbServer::builtIn(const std::string& command, Reply& reply) {
         if (!data.empty())
             reply.chunks.push_back(data);
         return;
-    } else if (startsWith(command, "M")) {
-        payload = "OK";
     }
     reply.chunks.push_back(frame(payload));
 }

@@ -9,13 +9,11 @@
 #include <thread>
 #include <vector>
 
-// A scriptable GDB server on loopback for protocol tests. It accepts one connection at a time,
-// acknowledges each packet and answers from a handler. By default it behaves like a target with
-// high-speed sampling: it answers Start/Read/Stop and streams sample records
-// from a generator after each read reply.
+// A scriptable GDB server on loopback for protocol tests: one connection at a time, each packet acknowledged
+// and answered from a handler, else like a target with high-speed sampling that answers Start/Read/Stop
+// and streams generated sample records after each read reply.
 class FakeGdbServer {
 public:
-    // What the server does with one received packet.
     struct Reply {
         std::string ack = "+";           // sent first; empty sends none
         std::vector<std::string> chunks; // sent in order, each in its own send call
@@ -34,8 +32,12 @@ public:
     uint16_t port() const { return m_port; }
 
     // Runs before the built-in behaviour; returning true means the handler has filled the reply.
-    void setHandler(Handler handler);
-    void setSampleSource(SampleSource source);
+    void setHandler(Handler handler) {
+        locked([&] { m_handler = std::move(handler); });
+    }
+    void setSampleSource(SampleSource source) {
+        locked([&] { m_source = std::move(source); });
+    }
     // Samples announced by each read (at most what the client asks for); 0 answers "OK,00000000".
     void setSamplesPerRead(uint32_t n) { m_samplesPerRead = n; }
     // Time stamp of sample i is firstStamp + i * stampStep (32-bit, wrapping).
@@ -49,14 +51,16 @@ public:
     void setPieceGapUs(int us) { m_gapUs = us; }
     void setQSupportedReply(const std::string& reply) { m_qSupported = reply; }
 
-    std::vector<std::string> commands() const;
-    // Every byte the client has sent, in order.
-    std::string rawReceived() const;
+    std::vector<std::string> commands() const {
+        return locked([&] { return m_commands; });
+    }
+    std::string rawReceived() const {
+        return locked([&] { return m_raw; });
+    }
     // Waits until a command starting with `prefix` has arrived; false after the deadline.
     bool waitForCommand(const std::string& prefix, int timeoutMs) const;
     int countCommands(const std::string& prefix) const;
     int connections() const { return m_connections.load(); }
-    // The client's "+" acknowledgements.
     int acksReceived() const { return m_acks.load(); }
 
     static std::string frame(const std::string& payload);
@@ -64,6 +68,10 @@ public:
     static Handler answering(const std::string& prefix, const std::string& payload);
 
 private:
+    template <class F> auto locked(F f) const -> decltype(f()) {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return f();
+    }
     void serve();
     void handleConnection(int fd);
     // False when the reply closed the connection.
