@@ -1,17 +1,15 @@
 // The symbol catalogue and its selection dialog: reading elf.json (the new/changed/unchanged rule, bad
-// files), the extractor run on a real program, the dialog's texts and icons, the tree's order, the
-// filter, OK/Cancel and unticking.
+// files), the dialog's texts and icons, the tree's order, the filter, OK/Cancel and unticking. (The
+// extractor's run on a real program is the project dialog's and the workflow's.)
 #include "CatalogueFile.h"
 #include "ErrorBox.h"
 #include "Images.h"
 #include "Row.h"
 #include "SelectSymbolsDlg.h"
-#include "SymbolLoader.h"
 
 #include <QCheckBox>
 #include <QDialogButtonBox>
 #include <QLineEdit>
-#include <QProcess>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTimer>
@@ -128,28 +126,6 @@ private slots:
         // Unchanged keeps the very records handed out; a change replaces them, the old ones stay readable.
         if (before != nullptr)
             QCOMPARE(VarParser::VarList().value(0) == before, f[2] != "010");
-    }
-
-    // An extractor run that fails leaves no list: the user is told; a real program loads.
-    void extractorRunsOnRealElf() {
-        write("fw.c", "volatile int speed = 3;\nstatic float gain = 1.5f;\nint main(void) { return speed + "
-                      "(int)gain; }\n");
-        const QString elf = m_dir.filePath("fw.elf");
-        QCOMPARE(QProcess::execute("gcc", {"-g", "-O0", "-o", elf, m_dir.filePath("fw.c")}), 0);
-        const QString old = QDir::currentPath();
-        QDir::setCurrent(m_dir.path());
-        VarParser parser;
-        VarParser::SetInstance(&parser);
-        QSignalSpy created(&parser, &VarParser::VarListCreate);
-        QVERIFY(!RunExtractorAndLoad(m_dir.filePath("none.elf")) && m_shown.value(0) == "file not found!!");
-        const bool loaded = RunExtractorAndLoad(elf);
-        QDir::setCurrent(old);
-        QVERIFY2(loaded && m_shown.size() == 1, qPrintable(m_shown.join(", ")));
-        QCOMPARE(created.count(), 1);
-        QStringList names;
-        for (const VarParser::VarDes* v : VarParser::VarList())
-            names << v->name + ":" + v->type + ":" + v->scope;
-        QCOMPARE(names.join(' '), QString("speed:int:global gain:float:static"));
     }
 
     // The dialog's texts, and the compiled-in icons: each loads as its own 32 x 32 picture drawn on a
