@@ -99,7 +99,7 @@ private slots:
     // refused)
     void commandLine_data() {
         Row::Column();
-        QTest::newRow("capital C is the other maker")
+        QTest::newRow("Corvane is not corvane")
             << "Corvane X my-jlink SWD 12x /a.elf | Pellonar X 0 0 0 /a.elf";
         QTest::newRow("openocd, JTAG") << "corvane X openocd jtag 1000 /a.elf | Corvane X 1 1 1000 /a.elf";
         QTest::newRow("simulator") << "corvane X tidewatch-sim swd 4000 /a.elf | Corvane X 2 0 4000 /a.elf";

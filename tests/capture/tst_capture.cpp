@@ -83,8 +83,7 @@ private slots:
         QTest::newRow("no variable") << " | name at least one VARIABLE";
         QTest::newRow("interval too short") << "--interval 9 x@0:int:4 | --interval";
         QTest::newRow("interval too long") << "--interval 1000001 x@0:int:4 | --interval";
-        QTest::newRow("duration and samples")
-            << "--duration 1 --samples 2 x@0:int:4 | cannot be used together";
+        QTest::newRow("both ends") << "--duration 1 --samples 2 x@0:int:4 | cannot be used together";
         QTest::newRow("bad address") << "x@0xzz:int:4 | hexadecimal";
         QTest::newRow("bad size") << "x@10:int:0 | size";
         QTest::newRow("bare name without symbols") << "counter | no --symbols";

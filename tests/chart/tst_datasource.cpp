@@ -79,21 +79,33 @@ private slots:
                  qPrintable(QString("(%1, %2)").arg(p.x(), 0, 'g', 17).arg(p.y(), 0, 'g', 17)));
         QCOMPARE(source.MathValues()[0], (QVector<float>{drawn[1].toFloat(), drawn[1].toFloat()}));
     }
-    void extremesPerVariableAndOverall() {
+    // One batch of three variables: the extremes of each and of all, the Y range, one replace per
+    // series (a series the chart dropped is skipped) and the rolling index.
+    void batchOfSeveralVariables() {
         watch(0, 1);
         watch(1, 2, 0.5f);
         watch(2, 1);
         DataSource source;
         QSignalSpy yRange(&source, &DataSource::SetYRange);
+        QLineSeries a, b;
+        auto* gone = new QLineSeries;
+        source.SetSeries({&a, &b, gone});
+        delete gone;
         source.Display({{QPointF(0, 4), QPointF(1, -2), QPointF(2, 9), QPointF(3, 4)},
                         {QPointF(0, -30), QPointF(1, 1)},
                         {}},
                        QVector<QVector<float>>(3));
         QCOMPARE(source.MathValues(), (QVector<QVector<float>>{{-2, 9}, {-15, 0.5}, {}}));
-        QCOMPARE(source.YMin(), -15.0f);
-        QCOMPARE(source.YMax(), 9.0f);
+        QCOMPARE(QString("%1 %2").arg(source.YMin()).arg(source.YMax()), QString("-15 9"));
         QCOMPARE(yRange.size(), 1);
         QCOMPARE(yRange[0], (QVariantList{-15.5, 9.5}));
+        QCOMPARE(a.count(), 4);
+        QCOMPARE(b.pointsVector(), (QVector<QPointF>{QPointF(0, -15), QPointF(1, 0.5)}));
+        // Only series 0 advances the rolling index; once it reaches b's two points it is back to 0.
+        QStringList indices;
+        for (int i = 0; i < 3; ++i, source.UpdateAllSeries())
+            indices << QString::number(source.UpdateIndex());
+        QCOMPARE(indices.join(' '), QString("0 1 0"));
     }
     // Batches of one float variable, each "min max", shown in turn | Y range afterwards.
     void yRangeHysteresis_data() {
@@ -142,23 +154,6 @@ private slots:
         QCOMPARE(actual, seen);
         QCOMPARE(series.pointsVector(),
                  (seen.first() == "-1" ? QVector<QPointF>{QPointF(9, 9)} : source.Points()[0]));
-    }
-    void updateAllSeriesReplacesEachSeries() {
-        watch(0, 1);
-        watch(1, 2);
-        DataSource source;
-        QLineSeries a;
-        QLineSeries b;
-        auto* gone = new QLineSeries;
-        source.SetSeries({&a, &b, gone});
-        delete gone; // a series the chart dropped is skipped
-        source.Display({{QPointF(0, 1), QPointF(1, 2)}, {QPointF(0, 5)}}, QVector<QVector<float>>(2));
-        QCOMPARE(a.pointsVector(), (QVector<QPointF>{QPointF(0, 1), QPointF(1, 2)}));
-        QCOMPARE(b.pointsVector(), (QVector<QPointF>{QPointF(0, 5)}));
-        // Only series 0 advances the rolling index; index 1 reached next is past its points: back to 0.
-        QCOMPARE(source.UpdateIndex(), 0);
-        source.UpdateAllSeries();
-        QCOMPARE(source.UpdateIndex(), 0);
     }
     // zoom index, divisions, run flag, chart refresh | times of the points | X range emitted
     void xRange_data() {

@@ -101,7 +101,6 @@ private slots:
             << "3 | Debugger connection Fail! Please check the connection between the "
                "debugger and the PC ,and then restart Tidewatch!";
         QTest::newRow("4 target") << "4 | " + kTarget;
-        QTest::newRow("1") << "1 | Unkonw Error!";
         QTest::newRow("int min") << "-2147483648 | Unkonw Error!";
     }
     void errorText() { QCOMPARE(CommonCfg::ErrorText(Row::Fields()[0].toInt()), Row::Fields()[1]); }
@@ -144,7 +143,7 @@ private slots:
         QTest::newRow("unknown fps and step, short interval")
             << R"({"device":"d","fps":"61","interval":"9","ZoomFactor":"3ms/Div"} | )"
                R"(Sampling interval "9" refused: give 10 to 1000000 us | d 9 | 25 50 -1)";
-        QTest::newRow("keys missing")
+        QTest::newRow("no keys")
             << "{} | Sampling interval \"\" refused: give 10 to 1000000 us |  | 25 50 -1";
     }
     void loadProject() {

@@ -44,8 +44,7 @@ private slots:
     void modes_data() {
         Row::Column();
         QTest::newRow("options")
-            << "options | Options,Corvane,7425MQDTRA,Simulator (tidewatch-sim),JTAG,8000,0,"
-               "5000,/fw,";
+            << "options | Options,Corvane,7425MQDTRA,Simulator (tidewatch-sim),JTAG,8000,0,5000,/fw,";
         QTest::newRow("newconfig")
             << "autosave | New Config,Corvane,7420MQDTVA,jlink,JTAG,1000,7,142857,/x/fw.elf,/x/fw.elf";
         QTest::newRow("newconfig-empty")
