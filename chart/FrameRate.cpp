@@ -48,6 +48,7 @@ qint64 PendingFrames() {
 void ResetForTests() {
     s_frames = 0;
     s_startMs = -1;
+    s_now = nullptr; // a test's clock does not outlive the test
 }
 
 void SetClockForTests(std::function<qint64()> nowMs) {

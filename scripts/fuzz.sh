@@ -18,22 +18,36 @@ if ! { CC=clang-14 CXX=clang++-14 cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=Debug 
     exit 1
 fi
 
-status=0
-while IFS='=' read -r name seeds; do
-    [ -n "$name" ] || continue
+# One target per core at a time; each reports when it ends.
+fuzz_one() {
+    local name=$1 seeds=$2 work
     work=$(mktemp -d)
     cp "$seeds"/* "$work"/
-    echo "== $name (${seconds} s)"
     # Qt's and the system libraries' start-up allocations are not the target's leaks.
     if LSAN_OPTIONS="suppressions=$PWD/tests/lsan.supp" "$dir/bin/$name" -max_total_time="$seconds" \
         -artifact_prefix="$dir/$name-" -timeout=10 -rss_limit_mb=4096 -max_len=8192 -print_final_stats=1 "$work" >"$dir/$name.log" 2>&1; then
-        grep -E '^stat::number_of_executed_units|^Done' "$dir/$name.log" | tr '\n' ' '
-        echo
+        echo "== $name (${seconds} s): $(grep -E '^stat::number_of_executed_units|^Done' "$dir/$name.log" | tr '\n' ' ')"
     else
         tail -n 40 "$dir/$name.log"
         echo "$name failed (log: $dir/$name.log)" >&2
-        status=1
+        rm -rf "$work"
+        return 1
     fi
     rm -rf "$work"
+}
+
+status=0
+pids=()
+while IFS='=' read -r name seeds; do
+    [ -n "$name" ] || continue
+    fuzz_one "$name" "$seeds" &
+    pids+=($!)
+    if [ ${#pids[@]} -ge "$(nproc)" ]; then
+        wait "${pids[0]}" || status=1
+        pids=("${pids[@]:1}")
+    fi
 done <"$dir/fuzzers.txt"
+for pid in "${pids[@]}"; do
+    wait "$pid" || status=1
+done
 exit $status

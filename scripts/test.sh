@@ -12,14 +12,18 @@ export QT_QPA_PLATFORM=offscreen
 jobs=$(nproc)
 status=0
 
+# gold links the test programs in a third of the time the default linker takes.
+link=(-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold)
+
 echo "== plain build"
 # Optimised lightly and without debug information: the sanitizer trees carry the line tables.
-bash scripts/build.sh build -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE=-O1 -DCMAKE_C_FLAGS_RELEASE=-O1
+bash scripts/build.sh build -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE=-O1 -DCMAKE_C_FLAGS_RELEASE=-O1 \
+    "${link[@]}"
 (cd build && ctest --output-on-failure -j"$jobs") || status=1
 
 echo "== ASan+UBSan build"
 lean=(-DCMAKE_BUILD_TYPE=Debug -DTIDEWATCH_BENCHMARKS=OFF -DCMAKE_UNITY_BUILD=ON -DCMAKE_CXX_FLAGS_DEBUG=-g1
-      -DCMAKE_C_FLAGS_DEBUG=-g1)
+      -DCMAKE_C_FLAGS_DEBUG=-g1 "${link[@]}")
 bash scripts/build.sh build-asan "${lean[@]}" -DTIDEWATCH_SANITIZE=address
 (cd build-asan && UBSAN_OPTIONS=print_stacktrace=1 ctest --output-on-failure -j"$jobs") || status=1
 
@@ -30,7 +34,7 @@ threaded=$(cd build-tsan && ctest -N -L threaded | sed -n 's/^ *Test *#[0-9]*: *
 TIDEWATCH_TARGETS="$threaded" bash scripts/build.sh build-tsan "${tsan[@]}"
 (cd build-tsan && ctest --output-on-failure -j"$jobs" -L threaded) || status=1
 
-echo "== fuzz targets (10 s each)"
+echo "== fuzz targets (10 s each, one per core at a time)"
 bash scripts/fuzz.sh 10 || status=1
 
 exit $status

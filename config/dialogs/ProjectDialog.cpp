@@ -156,8 +156,8 @@ void ProjectDialog::accept() {
     const QString openocd =
         OpenocdBesideProgram(QCoreApplication::applicationDirPath(), Platform::DirSeparator(),
                              Platform::ExecutableName("openocd"));
-    // Kept for the rest of the run: it holds the tools it starts.
-    TaskManage* launcher = new TaskManage();
+    // Kept as long as the dialog (the main window's, for the rest of the run): it holds the tools it starts.
+    TaskManage* launcher = new TaskManage(this);
     launcher->FindTools();
     launcher->LocateGdb();
     if (!launcher->IsRunning())

@@ -51,7 +51,6 @@ private slots:
         watchList() = WatchList();
         FrameRate::ResetForTests();
     }
-    void cleanupTestCase() { FrameRate::SetClockForTests({}); }
 
     // type code, scale, offset | raw time, value | drawn time, value (bit for bit)
     void scaledPoint_data() {
