@@ -6,23 +6,11 @@
 
 #include <QCoreApplication>
 #include <QTemporaryDir>
-#include <QTranslator>
 #include <QtTest>
 #include <functional>
 #include <unistd.h>
 
 namespace {
-
-// Answers every text of the configuration store with a marked copy, so a test sees which texts go
-// through translation.
-class MarkingTranslator : public QTranslator {
-public:
-    bool isEmpty() const override { return false; }
-    QString translate(const char* context, const char* source, const char* = nullptr,
-                      int = -1) const override {
-        return QByteArray(context) == "CommonCfg" ? QString("[tr]") + source : QString();
-    }
-};
 
 const QString kServer = "Setup GDBserver Fail! Please check the connection between the debugger and the PC ,"
                         "and then restart Tidewatch!";
@@ -104,15 +92,6 @@ private slots:
         QTest::newRow("int min") << "-2147483648 | Unkonw Error!";
     }
     void errorText() { QCOMPARE(CommonCfg::ErrorText(Row::Fields()[0].toInt()), Row::Fields()[1]); }
-
-    void errorTextTranslation() {
-        MarkingTranslator translator;
-        QVERIFY(QCoreApplication::installTranslator(&translator));
-        const QStringList texts{CommonCfg::ErrorText(2), CommonCfg::ErrorText(4), CommonCfg::ErrorText(7)};
-        QCoreApplication::removeTranslator(&translator);
-        // The last text is kept as it is.
-        QCOMPARE(texts, (QStringList{"[tr]" + kServer, "[tr]" + kTarget, "Unkonw Error!"}));
-    }
 
     // program folder (TMP: one that can be written) | log path (DATA: the user's data folder)
     void logPath_data() {
