@@ -34,7 +34,7 @@ threaded=$(cd build-tsan && ctest -N -L threaded | sed -n 's/^ *Test *#[0-9]*: *
 TIDEWATCH_TARGETS="$threaded" bash scripts/build.sh build-tsan "${tsan[@]}"
 (cd build-tsan && ctest --output-on-failure -j"$jobs" -L threaded) || status=1
 
-echo "== fuzz targets (10 s each, one per core at a time)"
-bash scripts/fuzz.sh 10 || status=1
+echo "== fuzz targets (6 s each, one per core at a time)"
+bash scripts/fuzz.sh 6 || status=1
 
 exit $status
