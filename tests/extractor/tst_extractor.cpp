@@ -1,6 +1,5 @@
-// The extractor for real: the fixture sources are compiled at test time (host and rv32, DWARF 4 and
-// 5, optimised with unused data dropped), readelf_variables lists them, and the list is checked
-// against nm and the known sources; plus its command line, bad input and the list writer's escaping.
+// The extractor for real: fixtures compiled at test time (host and rv32, DWARF 4 and 5, optimised with
+// unused data dropped) are listed and checked against nm; plus its command line, bad input and escaping.
 #include "JsonOutput.h"
 #include "Row.h"
 

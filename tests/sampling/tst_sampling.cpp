@@ -1,7 +1,5 @@
-// The sampling engine: the GDB remote protocol against a real loopback server (framing, acknowledgements,
-// reply reassembly, the handshake, the session's commands and decoding, the memory write's packets), the
-// frame queue's ring arithmetic and the display drain, and whole sampling runs: start, stop at random
-// moments, broken servers, the display worker's frame rate.
+// The sampling engine: the GDB remote protocol against a loopback server, the session's commands and
+// decoding, memory writes, the frame ring and display drain, and whole runs against broken servers.
 #include "Acquisition.h"
 #include "CommonCfg.h"
 #include "FakeGdbServer.h"

@@ -1,6 +1,5 @@
-// The simulated target's framing and sample ring, and its server over real loopback TCP on a RAM file
-// that the test itself changes (no emulator): memory commands in RAM and in the data window, sampling
-// sessions beside a debugger client, and fault injection.
+// The simulated target's framing and sample ring, and its server over loopback TCP on a RAM file the test
+// changes (no emulator): memory commands, sampling beside a debugger client, fault injection.
 #include "FaultPlan.h"
 #include "GdbServer.h"
 #include "HssRequest.h"

@@ -1,9 +1,11 @@
-// The real tidewatch-sim as a process: what it refuses to start with, and how it ends on a signal or
-// when its emulator dies, leaving no emulator and no shared RAM behind. (Sampling the live firmware
-// through it is the capture tests' end-to-end path.)
+// The real tidewatch-sim as a process: what it refuses to start with, and how it ends on a signal or when
+// its emulator dies, leaving no emulator and no shared RAM behind.
+#include "ElfImage.h"
 #include "Row.h"
 #include "RspClient.h"
+#include "SharedRam.h"
 #include "SimChild.h"
+#include "TargetMemoryMap.h"
 
 #include <QTcpServer>
 #include <QtTest>
@@ -32,6 +34,13 @@ class TestSimTarget : public QObject {
 
 private slots:
     void initTestCase() {
+        ElfImage elf; // the firmware keeps its globals in the data window, as a microcontroller in its RAM
+        QString error;
+        QVERIFY2(elf.Load(TIDEWATCH_DEMO_ELF, SharedRam::Base, SharedRam::DefaultSize, &error),
+                 qPrintable(error));
+        for (const char* name : {"loop_counter", "amplitude", "samples", "ratio"})
+            QVERIFY2(elf.SymbolAddress(name) - TargetMemoryMap::DataWindow < TargetMemoryMap::DataWindowSize,
+                     name);
         if (QStandardPaths::findExecutable("qemu-system-riscv32").isEmpty())
             QSKIP("qemu-system-riscv32 is not installed");
     }

@@ -1,7 +1,5 @@
-// tidewatch-capture sampling the demo firmware, linked with its RAM at 0x80000000, through
-// tidewatch-sim, all as real processes: the extractor's list of globals above 0x7FFFFFFF with their
-// encodings, CSV columns that follow the running firmware (unsigned ones as whole numbers), and a --set
-// write that changes it. (Exact CSV bytes and injected faults are the capture's and server's own tests.)
+// tidewatch-capture sampling the demo firmware (RAM at 0x80000000) through tidewatch-sim as real processes:
+// the globals above 0x7FFFFFFF with their encodings, CSV columns that follow the firmware, a --set write.
 #include "SimChild.h"
 
 #include <QJsonArray>

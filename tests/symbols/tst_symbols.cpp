@@ -1,6 +1,5 @@
-// The symbol catalogue and its selection dialog: reading elf.json (the new/changed/unchanged rule, bad
-// files), the dialog's texts and icons, the tree's order, the filter, OK/Cancel and unticking. (The
-// extractor's run on a real program is the project dialog's and the workflow's.)
+// The symbol catalogue and its selection dialog: reading elf.json (new/changed/unchanged, bad files), the
+// dialog's texts and icons, the tree's order, the filter, OK/Cancel and unticking.
 #include "CatalogueFile.h"
 #include "ErrorBox.h"
 #include "Images.h"

@@ -1,7 +1,5 @@
-// The table widgets (rows dragged by swap or move, the row menu, header sorting, the value cell's
-// editing states, the dock) and the variable table built on them: columns, rows in address order, the
-// curve limit, scaling texts, colours, the "+" row, live values, what a sampled word reads as by type,
-// and a typed value reaching a GDB server on loopback.
+// The table widgets (drag by swap or move, row menu, header sorting, value-cell editing) and the variable
+// table on them: columns, address order, curve limit, scaling, colours, "+" row, live values, value types.
 #include "Acquisition.h"
 #include "CommonCfg.h"
 #include "Console.h"
