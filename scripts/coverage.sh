@@ -21,7 +21,7 @@ gcovr -r "$root" --object-directory "$dir" --exclude-unreachable-branches --excl
     --json "$dir/coverage.json" -j"$(nproc)" "$dir"
 
 printf '%-26s %8s %8s\n' folder lines branches
-for folder in config catalogue symbols sampling chart table images tools/capture tools/readelf_variables sim; do
+for folder in app config catalogue symbols debugserver sampling chart table images tools/capture tools/readelf_variables sim; do
     summary=$(gcovr -r "$root" -a "$dir/coverage.json" -f "$folder/" --print-summary -o /dev/null)
     lines=$(sed -n 's/^lines: *\([0-9.]*%\).*/\1/p' <<<"$summary")
     branches=$(sed -n 's/^branches: *\([0-9.]*%\).*/\1/p' <<<"$summary")
