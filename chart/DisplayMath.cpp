@@ -7,14 +7,14 @@
 
 namespace DisplayMath {
 
-int32_t TruncToInt32(long double value) {
-    if (!(value > -2147483649.0L && value < 2147483648.0L))
+int32_t TruncToInt32(double value) {
+    if (!(value > -2147483649.0 && value < 2147483648.0))
         return INT32_MIN;
     return static_cast<int32_t>(value);
 }
 
 double ScaledValue(double y, float scale, float offset, int typeCode) {
-    const long double scaled = static_cast<long double>(y) * scale + offset;
+    const double scaled = y * static_cast<double>(scale) + static_cast<double>(offset);
     if (!isWholeNumberCode(typeCode))
         return static_cast<double>(static_cast<float>(scaled));
     // Unsigned values reach 4294967295, beyond the signed 32-bit range the other integers use.

@@ -20,11 +20,13 @@ constexpr double kYHysteresis = 2.0;
 
 // Truncation toward zero into a signed 32-bit integer. NaN and values outside the range give
 // INT32_MIN, the pattern the processor's own conversion yields, instead of undefined behaviour.
-int32_t TruncToInt32(long double value);
+// Takes a double: on x86-64 a long double goes through the x87 unit, whose truncation switches the
+// rounding mode around every conversion, and this runs for every point of every batch.
+int32_t TruncToInt32(double value);
 
-// Y x scale + offset in extended precision, product first; integer types are truncated toward zero
-// (into the signed 32-bit range, unsigned ones into whole numbers of any size), the others kept as
-// a float.
+// Y x scale + offset in double, product first; integer types are truncated toward zero (into the
+// signed 32-bit range, unsigned ones into whole numbers of any size), the others kept as a float. A
+// double holds the product of a 32-bit sample and a float resolution closely enough for the display.
 double ScaledValue(double y, float scale, float offset, int typeCode);
 
 // Scales every point of a batch with the watch list's scale, offset and type code by variable
