@@ -218,6 +218,7 @@ void DataSource::Display(const QVector<QVector<QPointF>>& data_value,
         UpdateAllSeries();
     // The table reads Points() and MathValues() when told.
     emit VarValuesUpdated();
+    worker->BatchTaken();
 }
 
 void DataSource::EmitXBegin(double begin) {

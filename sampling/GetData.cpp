@@ -37,14 +37,26 @@ void GetData::RegisterMetaTypes() {
 
 void GetData::run() {
     m_running.store(true);
+    m_inFlight.store(false);
     m_fps = CommonCfg::Fps() > 0 ? CommonCfg::Fps() : 15;
     // The timer belongs to this thread alone: other threads reach it only through a queued signal,
     // whose connection ends with the timer.
     QTimer timer;
     connect(
-        &timer, &QTimer::timeout, &timer, [this, &timer] { Tick(timer); }, Qt::DirectConnection);
+        &timer, &QTimer::timeout, &timer,
+        [this, &timer] {
+            if (!m_inFlight.exchange(true))
+                Tick(timer);
+        },
+        Qt::DirectConnection);
+    // A requested batch goes out even with one in flight: it answers a scroll or a scaling change.
     connect(
-        this, &GetData::RedeliverRequested, &timer, [this, &timer] { Tick(timer); }, Qt::QueuedConnection);
+        this, &GetData::RedeliverRequested, &timer,
+        [this, &timer] {
+            m_inFlight.store(true);
+            Tick(timer);
+        },
+        Qt::QueuedConnection);
     timer.start(1000 / m_fps);
     exec();
 }

@@ -21,6 +21,10 @@ public:
     bool IsRunning() const { return m_running.load(); }
     // Asks for one more batch at once (scrolling, a scaling change), from any thread.
     void Redeliver();
+    // The receiver has taken in the last batch. Until then ticks emit nothing: every batch carries the
+    // whole visible span, so a skipped tick loses nothing, while batches queued faster than the GUI
+    // thread takes them in would starve its paints and grow the lag without bound.
+    void BatchTaken() { m_inFlight.store(false); }
 
     // One drain of the queue into per-variable point series (also used by tests and benchmarks).
     static void Drain(QVector<QVector<QPointF>>& dataValue, bool running);
@@ -42,4 +46,5 @@ private:
 
     int m_fps = 15;
     std::atomic<bool> m_running{false};
+    std::atomic<bool> m_inFlight{false};
 };

@@ -671,6 +671,7 @@ private slots:
         watchList() = WatchList();
         GetData worker;
         QSignalSpy spy(&worker, &GetData::DataSignal);
+        connect(&worker, &GetData::DataSignal, &worker, &GetData::BatchTaken);
         worker.start();
         QVERIFY(spy.wait(3000)); // first tick after a second
         CommonCfg::SetFps(60);
