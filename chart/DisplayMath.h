@@ -23,8 +23,8 @@ constexpr double kYHysteresis = 2.0;
 int32_t TruncToInt32(long double value);
 
 // Y x scale + offset in extended precision, product first; integer types are truncated toward zero
-// (into the signed 32-bit range, unsigned ones into whole numbers of any size), the others kept as
-// a float.
+// (into the signed 32-bit range, unsigned and 64-bit ones into whole numbers of any size), doubles
+// kept as doubles, the other floating values as floats.
 double ScaledValue(double y, float scale, float offset, int typeCode);
 
 // Scales every point of a batch with the watch list's scale, offset and type code by variable
