@@ -41,7 +41,7 @@ public:
 
 const QString kMixed =
     "motor.c=speed:20000018:int, set_point:20000010:float, duty:20000014:unsigned short:global:2;"
-    "io.c=alias:20000014:char:global:1, flags:0x2000001c:unsigned char:global:1";
+    "io.c=alias:20000014:char:global:1, flags:0x2000001c:unsigned char:global:1, odd:20000020:int:global:3";
 
 // One letter per row: the show box ticked (x), open but unticked (o) or closed (-).
 QString ShowBoxes(VarTableWidget& table) {
@@ -285,6 +285,7 @@ private slots:
         QTest::newRow("nothing changed") << "speed,duty;speed,duty | duty speed | 1";
         QTest::newRow("one goes, two come") << "speed,duty;speed,set_point,flags | set_point speed flags | 2";
         QTest::newRow("cleared, then back") << "speed,duty;- | duty speed | 3";
+        QTest::newRow("3 bytes never make a row") << "speed,odd;speed,odd | speed | 1";
     }
     void selection() {
         const QStringList f = Row::Fields();
