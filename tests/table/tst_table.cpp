@@ -505,6 +505,7 @@ private slots:
         CsvWriter::formatFrame(frame, {watchList().typeCode[0]}, line);
         QCOMPARE(QString::fromStdString(line), "0," + text + "\n");
         QCOMPARE(row(0)->valueEdit->text(), text);
+        QVERIFY(row(0)->valueEdit->minimumWidth() > row(0)->valueEdit->fontMetrics().horizontalAdvance(text));
         QCOMPARE(m_source->Points().at(0).at(0).y(), point);
     }
 
