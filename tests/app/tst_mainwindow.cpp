@@ -20,6 +20,7 @@
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QFileDialog>
+#include <QGraphicsTextItem>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -156,12 +157,15 @@ private slots:
             SelectSymbolsDlg* symbols = m_window->SymbolsDialog();
             if (!symbols->isVisible() || !QTest::qWaitForWindowExposed(symbols))
                 return;
-            for (QTreeWidgetItemIterator it(symbols->Tree()); !ticked && *it != nullptr; ++it)
-                if (kWatched.contains((*it)->text(0))) {
-                    QWidget* box = symbols->Tree()->itemWidget(*it, symbols->Tree()->columnCount() - 1);
-                    box->setFocus();
-                    QTest::keyClick(box, Qt::Key_Space);
-                }
+            // By keyboard: down the tree, Space on each watched variable.
+            symbols->Tree()->setFocus();
+            for (QTreeWidgetItemIterator it(symbols->Tree()); !ticked && *it != nullptr; ++it) {
+                QTest::keyClick(symbols->Tree(),
+                                *it == symbols->Tree()->topLevelItem(0) ? Qt::Key_Home : Qt::Key_Down);
+                QCOMPARE(symbols->Tree()->currentItem(), *it);
+                if (kWatched.contains((*it)->text(0)))
+                    QTest::keyClick(symbols->Tree(), Qt::Key_Space);
+            }
             if (!ticked)
                 ScreenShot::Save(symbols, "workflow-1-symbols");
             ticked = true;
@@ -208,6 +212,20 @@ private slots:
         QTest::keyClick(scroll, Qt::Key_Home);
         QCOMPARE(qint64(m_window->Chart()->AxisX()->min()), qint64(scroll->minimum()));
         ScreenShot::Save(m_window, "workflow-3-scrolled");
+        // 1024 pixels wide with the table open: the time labels in ms, each shown whole.
+        QCOMPARE(m_window->width(), 1024);
+        const auto labelsWhole = [this](const QString& unit) {
+            QStringList shown{unit}; // the unit, then every time label as the axis has it
+            shown += m_window->Chart()->TimeLabels()->categoriesLabels();
+            for (QGraphicsItem* item : m_window->Chart()->View()->scene()->items())
+                if (auto* text = dynamic_cast<QGraphicsTextItem*>(item); text != nullptr && text->isVisible())
+                    shown.removeOne(text->toPlainText());
+            return shown.isEmpty() && m_window->Chart()->TimeLabels()->count() >= 2;
+        };
+        QTRY_VERIFY(labelsWhole("ms"));
+        m_window->ZoomBox()->setCurrentIndex(1); // 20us/Div: labels of seven digits
+        QTRY_VERIFY(labelsWhole("µs"));
+        ScreenShot::Save(m_window, "workflow-4-microseconds");
         QTest::mouseMove(m_window->Chart()->View(), QPoint(300, 300)); // the cursor line follows the mouse
         QTRY_VERIFY(m_window->Chart()->CursorLine()->isVisible());
         const QString data = dir.filePath("data.csv"); // Save Data writes what the ring holds
