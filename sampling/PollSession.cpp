@@ -96,10 +96,11 @@ bool decodeMemoryReply(const char* reply, std::string& bytes) {
             hex.push_back(*p);
             continue;
         }
-        const int repeat = static_cast<unsigned char>(p[1]) - 29;
-        if (hex.empty() || repeat < 3 || p[1] > '~')
+        // Printable counts only: ' ' (3 more) to '~' (97 more).
+        const int count = static_cast<unsigned char>(p[1]);
+        if (hex.empty() || count < ' ' || count > '~')
             return false;
-        hex.append(static_cast<size_t>(repeat), hex.back());
+        hex.append(static_cast<size_t>(count - 29), hex.back());
         ++p;
     }
     if (hex.size() % 2 != 0)
