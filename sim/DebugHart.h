@@ -12,7 +12,8 @@ public:
 
     virtual ~DebugHart() = default;
 
-    virtual State CurrentState() const = 0;
+    // Not const: a hart may have stopped by itself (at a breakpoint) since it was last asked.
+    virtual State CurrentState() = 0;
     // Each returns false when the emulator did not do it.
     virtual bool Halt() = 0;
     // Runs on, or executes one instruction when the hart's own step bit says so.

@@ -24,7 +24,8 @@ constexpr int PcNumber = 32, DcsrNumber = -2;
 // dcsr: xdebugver 4 (as the specification describes it); the bits a debugger sets: ebreakm, ebreaks,
 // ebreaku, stepie, stopcount, stoptime, mprven, step.
 constexpr std::uint32_t DebugVersion = 4u << 28, DcsrWritable = 0xbe14u, DcsrStep = 1u << 2;
-enum Cause : std::uint32_t { CauseHaltRequest = 3, CauseStep = 4 };
+enum Cause : std::uint32_t { CauseEbreak = 1, CauseHaltRequest = 3, CauseStep = 4 };
+constexpr std::uint32_t Ebreak = 0x00100073u, CompressedEbreak = 0x9002u;
 
 QByteArray LittleEndianHex(std::uint64_t value, unsigned bytes) {
     QByteArray raw(static_cast<int>(bytes), '\0');
@@ -78,29 +79,35 @@ bool QemuHart::Send(const QByteArray& bytes) {
     return true;
 }
 
+bool QemuHart::Receive(int timeoutMs) {
+    pollfd fd{m_fd, POLLIN, 0};
+    int ready = 0;
+    while (m_fd >= 0 && (ready = ::poll(&fd, 1, timeoutMs)) < 0 && errno == EINTR) {
+    }
+    if (ready <= 0)
+        return false;
+    char buffer[16384];
+    const ssize_t received = ::recv(m_fd, buffer, sizeof buffer, 0);
+    if (received <= 0)
+        return Lost();
+    std::vector<RspEvent> events;
+    m_parser.Feed(buffer, static_cast<int>(received), events);
+    for (const RspEvent& event : events) {
+        if (event.kind == RspEvent::Packet) {
+            m_packets.push_back(event.payload);
+            Send("+");
+        }
+    }
+    return true;
+}
+
 bool QemuHart::NextPacket(QByteArray* packet) {
     const QDeadlineTimer deadline(ReplyTimeoutMs);
     while (m_packets.empty()) {
         if (m_fd < 0)
             return false;
-        pollfd fd{m_fd, POLLIN, 0};
-        const int ready = ::poll(&fd, 1, static_cast<int>(deadline.remainingTime()));
-        if (ready < 0 && errno == EINTR)
-            continue;
-        if (ready <= 0)
+        if (!Receive(static_cast<int>(deadline.remainingTime())) && deadline.hasExpired())
             return Lost(); // a stub that stops answering is as good as gone
-        char buffer[16384];
-        const ssize_t received = ::recv(m_fd, buffer, sizeof buffer, 0);
-        if (received <= 0)
-            return Lost();
-        std::vector<RspEvent> events;
-        m_parser.Feed(buffer, static_cast<int>(received), events);
-        for (const RspEvent& event : events) {
-            if (event.kind == RspEvent::Packet) {
-                m_packets.push_back(event.payload);
-                Send("+");
-            }
-        }
     }
     *packet = m_packets.front();
     m_packets.pop_front();
@@ -129,10 +136,50 @@ bool QemuHart::WaitForStop() {
 }
 
 bool QemuHart::Stop() {
+    TakeOwnStop();
     if (!m_halted && !m_inReset && !(Send(QByteArray(1, '\x03')) && WaitForStop()))
         return false;
     m_halted = true;
     return true;
+}
+
+void QemuHart::TakeOwnStop() {
+    if (m_halted || m_fd < 0)
+        return;
+    Receive(0);
+    if (!m_packets.empty() && IsStopReply(m_packets.front())) {
+        m_packets.pop_front();
+        m_halted = true; // only the debugger's breakpoints stop the emulator by themselves
+        m_cause = CauseEbreak;
+    }
+}
+
+// Runs access with the emulator stopped, stopping it for that time if the hart runs.
+template <typename Access> bool QemuHart::Stopped(Access access) {
+    if (m_inReset)
+        return false;
+    if (m_halted)
+        return access();
+    if (!Stop())
+        return false;
+    const bool done = access();
+    m_halted = false;
+    return Send(RspFrame("c")) && done;
+}
+
+void QemuHart::TrackBreakpoint(std::uint64_t address, unsigned bytes, std::uint32_t value) {
+    const bool ebreak = (bytes == 4 && value == Ebreak) || (bytes == 2 && value == CompressedEbreak);
+    if (ebreak == (m_breakpoints.count(address) != 0))
+        return;
+    const QByteArray packet = (ebreak ? "Z0," : "z0,") + QByteArray::number(qulonglong(address), 16) + ',' +
+                              QByteArray::number(bytes);
+    QByteArray reply;
+    if (!Stopped([&] { return Command(packet, &reply) && reply == "OK"; }))
+        return;
+    if (ebreak)
+        m_breakpoints.insert(address);
+    else
+        m_breakpoints.erase(address);
 }
 
 bool QemuHart::Connect(const QString& socketPath, QString* error) {
@@ -224,13 +271,17 @@ int QemuHart::StubNumber(std::uint32_t regno) const {
     return regno < FirstGpr && m_bits.count(number) ? number : -1;
 }
 
-DebugHart::State QemuHart::CurrentState() const {
+DebugHart::State QemuHart::CurrentState() {
+    TakeOwnStop();
     if (m_fd < 0 || m_inReset)
         return State::Unavailable;
     return m_halted ? State::Halted : State::Running;
 }
 
 bool QemuHart::Halt() {
+    TakeOwnStop();
+    if (m_halted && !m_inReset)
+        return true;
     if (m_inReset || !Stop())
         return false;
     m_cause = CauseHaltRequest;
@@ -292,21 +343,13 @@ bool QemuHart::WriteStub(int number, std::uint64_t value) {
 }
 
 bool QemuHart::ReadRegister(std::uint32_t regno, std::uint64_t* value) {
+    const int number = StubNumber(regno);
     if (RegisterBits(regno) == 0)
         return false;
-    if (!m_halted) {
-        // The stub answers only a stopped emulator: stop it for the one register.
-        if (!Stop())
-            return false;
-        const bool read = ReadRegister(regno, value);
-        m_halted = false;
-        return Send(RspFrame("c")) && read;
-    }
-    const int number = StubNumber(regno);
     if (number != DcsrNumber)
-        return ReadStub(number, value);
+        return Stopped([&] { return ReadStub(number, value); });
     std::uint64_t privilege = 0;
-    if (!ReadStub(m_priv, &privilege))
+    if (!Stopped([&] { return ReadStub(m_priv, &privilege); }))
         return false;
     *value = DebugVersion | m_dcsr | (m_cause << 6) | (privilege & 3u);
     return true;
@@ -325,20 +368,19 @@ bool QemuHart::WriteRegister(std::uint32_t regno, std::uint64_t value) {
 
 bool QemuHart::ReadMemory(std::uint64_t address, unsigned bytes, std::uint32_t* value) {
     unsigned char raw[4] = {};
-    if (m_ram.Read(address, raw, bytes)) {
-        *value = 0;
-        for (unsigned i = bytes; i-- > 0;)
-            *value = (*value << 8) | raw[i];
-        return true;
-    }
-    // Outside the RAM the emulator shares, only its stub can look, and only while the hart is halted.
-    QByteArray reply;
     std::uint64_t wide = 0;
-    if (!m_halted || m_inReset ||
-        !Command("m" + QByteArray::number(qulonglong(address), 16) + ',' + QByteArray::number(bytes),
-                 &reply) ||
-        reply.size() != int(2 * bytes) || !FromLittleEndianHex(reply, &wide))
+    QByteArray reply;
+    if (m_ram.Read(address, raw, bytes)) {
+        for (unsigned i = bytes; i-- > 0;)
+            wide = (wide << 8) | raw[i];
+    } else if (!Stopped([&] {
+                   return Command("m" + QByteArray::number(qulonglong(address), 16) + ',' +
+                                      QByteArray::number(bytes),
+                                  &reply) &&
+                          reply.size() == int(2 * bytes) && FromLittleEndianHex(reply, &wide);
+               })) {
         return false;
+    }
     *value = static_cast<std::uint32_t>(wide);
     return true;
 }
@@ -347,14 +389,16 @@ bool QemuHart::WriteMemory(std::uint64_t address, unsigned bytes, std::uint32_t 
     unsigned char raw[4];
     for (unsigned i = 0; i < 4; ++i)
         raw[i] = static_cast<unsigned char>(value >> (8 * i));
-    if (m_ram.Write(address, raw, bytes))
-        return true;
     QByteArray reply;
-    return m_halted && !m_inReset &&
-           Command("M" + QByteArray::number(qulonglong(address), 16) + ',' + QByteArray::number(bytes) + ':' +
-                       LittleEndianHex(value, bytes),
-                   &reply) &&
-           reply == "OK";
+    if (!m_ram.Write(address, raw, bytes) && !Stopped([&] {
+            return Command("M" + QByteArray::number(qulonglong(address), 16) + ',' +
+                               QByteArray::number(bytes) + ':' + LittleEndianHex(value, bytes),
+                           &reply) &&
+                   reply == "OK";
+        }))
+        return false;
+    TrackBreakpoint(address, bytes, value);
+    return true;
 }
 
 } // namespace Sim

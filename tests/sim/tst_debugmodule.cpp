@@ -36,7 +36,7 @@ struct FakeHart : DebugHart {
         for (int i = 0; i < 64; ++i)
             memory += char(i);
     }
-    State CurrentState() const override { return state; }
+    State CurrentState() override { return state; }
     bool Halt() override { return (state = State::Halted), true; }
     bool Resume() override { return (state = State::Running), true; }
     bool HoldReset() override { return (state = State::Unavailable), true; }
