@@ -73,6 +73,7 @@ private slots:
         QTest::newRow("emulator path wrong") << "--qemu /nonexistent/qemu | /nonexistent/qemu not found";
         QTest::newRow("unknown fault") << "--fault explode | unknown fault 'explode'";
         QTest::newRow("port taken") << "--port TAKEN | port TAKEN is already in use";
+        QTest::newRow("JTAG port taken") << "--jtag-port TAKEN | port TAKEN is already in use";
     }
     void refusesToStart() {
         QStringList arguments = Row::Fields()[0].split(' ');
