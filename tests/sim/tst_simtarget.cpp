@@ -35,9 +35,18 @@ QByteArray Monitor(RspClient& client, const QByteArray& command) {
     return reply;
 }
 
+// Where the demo firmware keeps a global, from its own symbols.
+QByteArray AddressOf(const char* name) {
+    ElfImage elf;
+    QString error;
+    return elf.Load(TIDEWATCH_DEMO_ELF, SharedRam::Base, SharedRam::DefaultSize, &error)
+               ? QByteArray::number(qulonglong(elf.SymbolAddress(name)), 16)
+               : QByteArray();
+}
+
 quint32 Counter(RspClient& client) { // loop_counter of the demo firmware
     QByteArray reply;
-    return client.Command("m2000003c,4", &reply) && reply.size() == 8
+    return client.Command("m" + AddressOf("loop_counter") + ",4", &reply) && reply.size() == 8
                ? qFromLittleEndian<quint32>(QByteArray::fromHex(reply).constData())
                : 0;
 }
@@ -159,11 +168,12 @@ private slots:
         const quint32 first = Counter(gdb);
         QVERIFY(first > 0);
         QTRY_VERIFY(Counter(second) > first); // runs after the examination, and both clients read it
-        QVERIFY(gdb.Command("M20000004,2:3930", &reply) && reply == "OK"); // amplitude's low half: 12345
-        QVERIFY(gdb.Command("m20000004,4", &reply) && reply == "39300000");
+        const QByteArray amplitude = AddressOf("amplitude");
+        QVERIFY(gdb.Command("M" + amplitude + ",2:3930", &reply) && reply == "OK"); // low half: 12345
+        QVERIFY(gdb.Command("m" + amplitude + ",4", &reply) && reply == "39300000");
         QCOMPARE(Monitor(gdb, "reset halt"), QByteArray("OK"));
-        QVERIFY(gdb.Command("p20", &reply) && reply == "00100000");         // pc at the reset vector
-        QVERIFY(gdb.Command("m20000004,4", &reply) && reply == "e8030000"); // 1000 again after the reset
+        QVERIFY(gdb.Command("p20", &reply) && reply == "00100000");                  // pc at the reset vector
+        QVERIFY(gdb.Command("m" + amplitude + ",4", &reply) && reply == "e8030000"); // 1000 after the reset
         const quint32 halted = Counter(gdb);
         QCOMPARE(Counter(second), halted);
         QCOMPARE(Monitor(gdb, "resume"), QByteArray("OK"));
