@@ -43,3 +43,12 @@ ValueKind valueKindOf(const QString& typeName, const QString& encoding) {
     const ValueKind byKey = kindOfEncoding(encoding);
     return byKey != ValueKind::Unknown ? byKey : kindOfName(typeName);
 }
+
+QString unsampledReason(ValueKind kind, int size) {
+    const bool floating = kind == ValueKind::Float || kind == ValueKind::OtherFloat;
+    if (floating && size != 4 && size != 8)
+        return QString("a floating value of %1 bytes cannot be sampled, only floats and doubles").arg(size);
+    if (size != 1 && size != 2 && size != 4 && size != 8)
+        return QString("a value of %1 bytes cannot be sampled, only of 1, 2, 4 or 8").arg(size);
+    return QString();
+}

@@ -3,11 +3,13 @@
 #include "CommonCfg.h"
 #include "DataSource.h"
 #include "FrameQueue.h"
+#include "TimeAxis.h"
 #include "VarChartView.h"
 
 #include <QBrush>
 #include <QCheckBox>
 #include <QDebug>
+#include <QFontMetricsF>
 #include <QGraphicsRectItem>
 #include <QGraphicsSimpleTextItem>
 #include <QLabel>
@@ -74,11 +76,18 @@ void ChartWidget::InitChartView() {
     chart->legend()->hide();
 
     ResizeWidth(0);
-    axisX->setLabelFormat("%u");
+    // The grid's own numbers would be whole microseconds, too wide to fit: a second axis without
+    // lines labels the grid in one unit.
+    axisX->setLabelsVisible(false);
     axisY->setTickCount(CommonCfg::ValueAxisTicks());
     axisY->setLabelsVisible(false);
     chart->addAxis(axisX, Qt::AlignBottom);
     chart->addAxis(axisY, Qt::AlignLeft);
+    timeLabels = new QtCharts::QCategoryAxis;
+    timeLabels->setLabelsPosition(QtCharts::QCategoryAxis::AxisLabelsPositionOnValue);
+    timeLabels->setGridLineVisible(false);
+    timeLabels->setLineVisible(false);
+    chart->addAxis(timeLabels, Qt::AlignBottom);
 
     xSpan =
         static_cast<quint64>(axisX->tickCount() - 1) * static_cast<quint64>(CommonCfg::CurrentStepValue());
@@ -123,6 +132,33 @@ void ChartWidget::InitChartView() {
     // Queued: the main window's own handler of the zoom sets the shared step first.
     connect(view, &VarChartView::ZoomChanged, this, &ChartWidget::ShowStep, Qt::QueuedConnection);
     connect(this, &ChartWidget::GetDataFromQueue, dataSource, &DataSource::UpdateDataByScroll);
+    connect(axisX, &QValueAxis::rangeChanged, this, &ChartWidget::UpdateTimeLabels);
+    connect(chart, &QChart::plotAreaChanged, this, &ChartWidget::UpdateTimeLabels);
+    UpdateTimeLabels();
+}
+
+void ChartWidget::UpdateTimeLabels() {
+    if (timeLabels == nullptr)
+        return;
+    const QFontMetricsF metrics(timeLabels->labelsFont());
+    const TimeAxis::Labels labels =
+        TimeAxis::Make(axisX->min(), axisX->max(), axisX->tickCount() - 1, CommonCfg::CurrentStepValue(),
+                       chart->plotArea().width(),
+                       [&metrics](const QString& text) { return metrics.horizontalAdvance(text); });
+    // Redone only on a change: a new layout moves the plot area, which asks again.
+    const QStringList old = timeLabels->categoriesLabels();
+    if (old == labels.texts && timeLabels->titleText() == labels.unit && timeLabels->min() == axisX->min() &&
+        timeLabels->max() == axisX->max())
+        return;
+    for (const QString& label : old)
+        timeLabels->remove(label);
+    timeLabels->setTitleText(labels.unit);
+    timeLabels->setRange(axisX->min(), axisX->max());
+    // A category ends at its label's line; the first one starts just before the first line.
+    if (!labels.at.isEmpty())
+        timeLabels->setStartValue(labels.at.first() - 1);
+    for (int i = 0; i < labels.at.size(); ++i)
+        timeLabels->append(labels.texts[i], labels.at[i]);
 }
 
 void ChartWidget::ShowStep() {
@@ -137,6 +173,7 @@ void ChartWidget::ResizeWidth(int width) {
     axisX->setMax(axisX->min() + static_cast<double>(ticks - 1) * CommonCfg::CurrentStepValue());
     if (stepLabel != nullptr)
         ShowStep();
+    UpdateTimeLabels();
 }
 
 void ChartWidget::ReplaceSeries(const QList<QLineSeries*>& series) {

@@ -8,6 +8,7 @@
 #include <QString>
 #include <QVector>
 #include <QWidget>
+#include <QtCharts/QCategoryAxis>
 #include <QtCharts/QChart>
 #include <QtCharts/QLineSeries>
 #include <QtCharts/QValueAxis>
@@ -34,6 +35,8 @@ public:
     QtCharts::QChart* Chart() const { return chart; }
     QtCharts::QValueAxis* AxisX() const { return axisX; }
     QtCharts::QValueAxis* AxisY() const { return axisY; }
+    // The axis that carries the time labels under the grid of AxisX(), its title the unit.
+    QtCharts::QCategoryAxis* TimeLabels() const { return timeLabels; }
     QScrollBar* ScrollBar() const { return scrollBar; }
     QtCharts::QLineSeries* CursorLine() const { return cursorLine; }
     const QList<QtCharts::QLineSeries*>& SeriesList() const { return seriesList; }
@@ -74,6 +77,8 @@ public slots:
     // Redraws the cursor line and the tooltip at the last mouse point (after the range moved).
     void MoveCursor();
     void AxisXRangeChanged(qint64 left, qint64 right);
+    // Puts the time labels on the grid lines of the X range as it stands (TimeAxis.h).
+    void UpdateTimeLabels();
 
 private:
     void InitChartView();
@@ -100,6 +105,7 @@ private:
     QtCharts::QChart* chart = nullptr;
     QtCharts::QValueAxis* axisX = nullptr;
     QtCharts::QValueAxis* axisY = nullptr;
+    QtCharts::QCategoryAxis* timeLabels = nullptr;
     VarChartView* view = nullptr;
     QScrollBar* scrollBar = nullptr;
     QWidget* container = nullptr;

@@ -3,9 +3,11 @@
 #include "ColumnReduce.h"
 #include "CommonCfg.h"
 #include "DisplayMath.h"
+#include "FrameQueue.h"
 #include "FrameRate.h"
 #include "GetData.h"
 #include "MemoryWrite.h"
+#include "SampleValue.h"
 #include "WatchList.h"
 
 #include <QDebug>
@@ -96,6 +98,11 @@ QVector<QVector<float>> DataSource::MathValues() const {
     return mathValues;
 }
 
+QStringList DataSource::ValueTexts() const {
+    QMutexLocker lock(&m_dataLock);
+    return valueTexts;
+}
+
 QVector<quint32> DataSource::GetVarList() const {
     return varList;
 }
@@ -137,8 +144,8 @@ void DataSource::UpdateAllSeries() {
     emit SetYRange(static_cast<double>(yMin) - 0.5, static_cast<double>(yMax) + 0.5);
 }
 
-int DataSource::WriteData(quint32 address, const QString& type, const QString& value) {
-    return writeEditedValue(address, type, value);
+int DataSource::WriteData(quint32 address, int typeCode, const QString& value, QString& refusal) {
+    return writeEditedValue(address, typeCode, value, refusal);
 }
 
 int DataSource::ScalingIndex(quint32 address) {
@@ -207,10 +214,19 @@ void DataSource::Display(const QVector<QVector<QPointF>>& data_value,
         break;
     }
 
+    // The values read by type come from the frame itself: a chart point's double loses digits.
+    QStringList texts;
+    SampleFrame newest;
+    if (FrameQueue::instance().newest(newest) == 1) {
+        for (int i = 0; i < newest.count && i < watch.count && i < kMaxVars; ++i)
+            texts << sampleText(newest.value[i], watch.typeCode[i]);
+    }
     {
         QMutexLocker lock(&m_dataLock);
         points.swap(work);
         mathValues.swap(math);
+        if (!texts.isEmpty())
+            valueTexts.swap(texts);
     }
     work.clear();
 

@@ -6,6 +6,7 @@
 #include <QPointF>
 #include <QPointer>
 #include <QString>
+#include <QStringList>
 #include <QVector>
 #include <QtCharts/QAbstractSeries>
 #include <cstdint>
@@ -46,6 +47,9 @@ public:
     // point is the newest value) and one {min, max} vector per series. Copies, taken under a lock.
     QVector<QVector<QPointF>> Points() const;
     QVector<QVector<float>> MathValues() const;
+    // The newest sample of each watched variable as its own type reads it (formatSample), taken
+    // from the frame ring at each batch: the value cell's texts, unscaled. Empty before any frame.
+    QStringList ValueTexts() const;
     // Newest time seen since the start of acquisition, or kNoDataTime.
     qint64 GetLastDataTime() const { return lastDataTime; }
     float YMax() const { return yMax; }
@@ -63,7 +67,9 @@ public slots:
     QVector<quint32> GetVarList() const;
     void Update(QtCharts::QAbstractSeries* series, int seriesIndex);
     void UpdateAllSeries();
-    int WriteData(quint32 address, const QString& type, const QString& value);
+    // Writes a typed value into the variable of this type code (SampleValue.h); a text that is no
+    // value of the type writes nothing and comes back as kWriteRefused with the reason in `refusal`.
+    int WriteData(quint32 address, int typeCode, const QString& value, QString& refusal);
     void SetLastDataYResolutionAndOffset(quint32 address, int yOffset, double yResolution);
     void SetYResolutionAndOffset(quint32 address, int yOffset, double yResolution);
     void UpdateDataByScroll();
@@ -81,6 +87,7 @@ private:
     QVector<QVector<QPointF>> points;
     QVector<QVector<QPointF>> work;
     QVector<QVector<float>> mathValues;
+    QStringList valueTexts;
     int updateIndex = -1;
     QLabel* fpsLabel = nullptr;
     qint64 firstDataTime = kNoDataTime;

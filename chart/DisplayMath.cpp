@@ -15,10 +15,12 @@ int32_t TruncToInt32(double value) {
 
 double ScaledValue(double y, float scale, float offset, int typeCode) {
     const double scaled = y * static_cast<double>(scale) + static_cast<double>(offset);
+    if (typeCode == kCodeDouble)
+        return scaled;
     if (!isWholeNumberCode(typeCode))
         return static_cast<double>(static_cast<float>(scaled));
-    // Unsigned values reach 4294967295, beyond the signed 32-bit range the other integers use.
-    if (typeCode == kCodeUnsigned)
+    // Unsigned 32-bit and 64-bit values reach beyond the signed 32-bit range the other integers use.
+    if (typeCode == kCodeUnsigned || sizeOfCode(typeCode) == 8)
         return static_cast<double>(std::trunc(scaled));
     return static_cast<double>(TruncToInt32(scaled));
 }

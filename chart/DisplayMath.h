@@ -25,8 +25,8 @@ constexpr double kYHysteresis = 2.0;
 int32_t TruncToInt32(double value);
 
 // Y x scale + offset in double, product first; integer types are truncated toward zero (into the
-// signed 32-bit range, unsigned ones into whole numbers of any size), the others kept as a float. A
-// double holds the product of a 32-bit sample and a float resolution closely enough for the display.
+// signed 32-bit range, unsigned and 64-bit ones into whole numbers of any size), doubles kept as
+// doubles, the other floating values as floats.
 double ScaledValue(double y, float scale, float offset, int typeCode);
 
 // Scales every point of a batch with the watch list's scale, offset and type code by variable

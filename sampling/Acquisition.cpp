@@ -4,6 +4,7 @@
 #include "Console.h"
 #include "GdbTransport.h"
 #include "HssSession.h"
+#include "SampleValue.h"
 #include "StopRequest.h"
 #include "WatchList.h"
 
@@ -71,7 +72,6 @@ void* readerThreadMain(void*) {
     for (int i = 0; i < list.count; ++i) {
         config.address[i] = static_cast<uint32_t>(list.address[i]);
         config.size[i] = list.size[i];
-        config.typeCode[i] = list.typeCode[i];
     }
     config.queue = &FrameQueue::instance();
     config.queue->init();
@@ -100,6 +100,12 @@ int startSampling(const QVector<VarParser::VarDes>& vars) {
             consolePrint("LOG>>variable '%s' has the address '%s', which is not a 32-bit hexadecimal "
                          "address; nothing is sampled\n",
                          qPrintable(vars[i].name), qPrintable(vars[i].address));
+            return -1;
+        }
+        const QString why = unsampledReason(valueKindOf(vars[i].type, vars[i].encoding), vars[i].size);
+        if (!why.isEmpty()) {
+            consolePrint("LOG>>variable '%s': %s; nothing is sampled\n", qPrintable(vars[i].name),
+                         qPrintable(why));
             return -1;
         }
     }

@@ -5,21 +5,24 @@
 #include <QStringList>
 #include <cstdio>
 #include <string>
+#include <vector>
 
-// Writes frames as CSV lines: the frame's time, then each value read as the chart reads it
-// (readSample): the integer types as whole numbers, the others as the shortest float text that reads
-// back exactly.
+// Writes frames as CSV lines: the frame's time, then each value as the value cell shows it
+// (formatSample): whole numbers with every digit, floats and doubles as their shortest exact text.
 class CsvWriter {
 public:
-    explicit CsvWriter(std::FILE* out) : m_out(out) {}
+    // `typeCodes` says how each column's slot reads (SampleValue.h), one per variable in frame order.
+    CsvWriter(std::FILE* out, std::vector<int32_t> typeCodes) : m_out(out), m_codes(std::move(typeCodes)) {}
     void writeHeader(const QStringList& names);
     void writeFrame(const SampleFrame& frame);
     // Formats one frame line (with its newline) into `line`; exposed for tests.
-    static void formatFrame(const SampleFrame& frame, std::string& line);
+    static void formatFrame(const SampleFrame& frame, const std::vector<int32_t>& typeCodes,
+                            std::string& line);
     bool failed() const { return std::ferror(m_out) != 0; }
     void flush() { std::fflush(m_out); }
 
 private:
     std::FILE* m_out;
+    std::vector<int32_t> m_codes;
     std::string m_line;
 };

@@ -72,10 +72,8 @@ int FrameQueue::push(const SampleFrame& frame) {
     SampleFrame& slot = m_storage[write];
     slot.time = frame.time;
     slot.count = frame.count;
-    for (int i = 0; i < frame.count && i < kMaxVars; ++i) {
-        slot.typeCode[i] = frame.typeCode[i];
+    for (int i = 0; i < frame.count && i < kMaxVars; ++i)
         slot.value[i] = frame.value[i];
-    }
     m_write.store(next);
     return 0;
 }
@@ -93,10 +91,8 @@ int FrameQueue::popForDisplay(SampleFrame& out, uint32_t skip) {
     const SampleFrame& slot = m_storage[chosen];
     out.time = slot.time;
     out.count = slot.count;
-    for (int i = 0; i < slot.count && i < kMaxVars; ++i) {
-        out.typeCode[i] = slot.typeCode[i];
+    for (int i = 0; i < slot.count && i < kMaxVars; ++i)
         out.value[i] = slot.value[i];
-    }
     m_displayRead.store(advance(chosen));
     return 1;
 }
@@ -108,6 +104,17 @@ int FrameQueue::frameAt(uint32_t position, SampleFrame& out) {
     if (m_storage == nullptr)
         return 0;
     out = m_storage[(m_historyRead.load() + position % kQueueCapacity) % kQueueCapacity];
+    return 1;
+}
+
+int FrameQueue::newest(SampleFrame& out) {
+    Lock lock(m_mutex);
+    if (!lock.ok)
+        return -1;
+    const uint32_t write = m_write.load();
+    if (m_storage == nullptr || write == m_historyRead.load())
+        return 0;
+    out = m_storage[(write + kQueueCapacity - 1) % kQueueCapacity];
     return 1;
 }
 

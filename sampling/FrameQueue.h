@@ -7,13 +7,16 @@
 constexpr int kMaxVars = 34;
 constexpr uint32_t kQueueCapacity = 1000000;
 
-// One sample instant: accumulated time and the raw value bits of each watched variable.
+// One sample instant: accumulated time and the raw bytes of each watched variable, little-endian in
+// the low bytes of its slot and zero above (SampleValue.h). How a slot reads is its variable's type
+// code in the watch list: frames carry no codes, so one slot holds up to 8 bytes at 288 bytes a frame.
 struct SampleFrame {
     uint64_t time;
-    uint32_t value[kMaxVars];
-    int32_t typeCode[kMaxVars];
+    uint64_t value[kMaxVars];
     int32_t count;
 };
+// The ring of 1,000,000 frames is the capture tool's and the program's largest block of memory.
+static_assert(sizeof(SampleFrame) * kQueueCapacity <= 300u * 1000u * 1000u, "the frame ring outgrows 300 MB");
 
 // The process-wide ring of 1,000,000 frames from the reader thread to the display. It overwrites the
 // oldest frame instead of blocking the reader; one slot always stays free. Two read cursors: the
@@ -32,6 +35,8 @@ public:
     // Copies the frame `position` places after the oldest kept one (the history cursor), counting
     // round the ring. 1 when copied, 0 without storage, -1 on a lock failure.
     int frameAt(uint32_t position, SampleFrame& out);
+    // Copies the newest frame. 1 when copied, 0 when the ring is empty, -1 on a lock failure.
+    int newest(SampleFrame& out);
 
     uint32_t displaySize() const;
     uint32_t historySize() const;

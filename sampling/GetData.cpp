@@ -74,9 +74,9 @@ void GetData::Redeliver() {
     emit RedeliverRequested();
 }
 
-QPointF GetData::PointOf(const SampleFrame& frame, int index) {
+QPointF GetData::PointOf(const SampleFrame& frame, int index, int32_t typeCode) {
     const double x = static_cast<double>(static_cast<int32_t>(static_cast<uint32_t>(frame.time)));
-    return QPointF(x, readSample(frame.value[index], frame.typeCode[index]).toDouble());
+    return QPointF(x, readSample(frame.value[index], typeCode).toDouble());
 }
 
 void GetData::Drain(QVector<QVector<QPointF>>& dataValue, bool running) {
@@ -119,13 +119,14 @@ void GetData::Drain(QVector<QVector<QPointF>>& dataValue, bool running) {
     for (QVector<QPointF>& points : dataValue)
         points.reserve(static_cast<int>(span / (skip + 1) + 2));
 
+    const WatchList& watch = watchList();
     SampleFrame frame;
     while (!queue.displayEmpty()) {
         std::memset(&frame, 0, sizeof frame);
         if (queue.popForDisplay(frame, skip) != 1)
             break;
-        for (int i = 0; i < frame.count && i < dataValue.size(); ++i)
-            dataValue[i].append(PointOf(frame, i));
+        for (int i = 0; i < frame.count && i < dataValue.size() && i < kMaxVars; ++i)
+            dataValue[i].append(PointOf(frame, i, watch.typeCode[i]));
     }
 }
 

@@ -4,6 +4,7 @@
 #include <QThread>
 #include <QVector>
 #include <atomic>
+#include <cstdint>
 
 class QTimer;
 struct SampleFrame;
@@ -28,8 +29,9 @@ public:
 
     // One drain of the queue into per-variable point series (also used by tests and benchmarks).
     static void Drain(QVector<QVector<QPointF>>& dataValue, bool running);
-    // The point a frame entry becomes: x = the time's low 32 bits as a signed number, y = the value.
-    static QPointF PointOf(const SampleFrame& frame, int index);
+    // The point a frame entry becomes: x = the time's low 32 bits as a signed number, y = the value
+    // as its type code reads it.
+    static QPointF PointOf(const SampleFrame& frame, int index, int32_t typeCode);
     static void RegisterMetaTypes();
 
 signals:

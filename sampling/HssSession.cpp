@@ -3,6 +3,7 @@
 #include "Console.h"
 #include "GdbTransport.h"
 #include "NoCase.h"
+#include "SampleValue.h"
 #include "StopRequest.h"
 
 #include <atomic>
@@ -195,14 +196,10 @@ int decodeSamples(uint32_t blockSize, const uint8_t* data, const HssConfig& conf
         g_lastStamp = t;
         frame.time = g_accumulated;
         for (uint32_t i = 0; i < config.count; ++i) {
-            frame.typeCode[i] = config.typeCode[i];
+            // Only variables of these sizes are sampled; anything else keeps its room and reads 0.
             const uint32_t size = config.size[i];
-            if (size == 1 || size == 2 || size == 4) {
-                uint32_t v = 0;
-                for (uint32_t b = 0; b < size; ++b)
-                    v |= static_cast<uint32_t>(p[b]) << (8 * b);
-                frame.value[i] = v;
-            }
+            if (size == 1 || size == 2 || size == 4 || size == 8)
+                frame.value[i] = slotFromBytes(p, static_cast<int>(size));
             p += size;
         }
         frame.count = static_cast<int32_t>(config.count);

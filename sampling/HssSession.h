@@ -12,7 +12,6 @@ struct HssConfig {
     uint32_t count = 0;
     uint32_t address[kMaxVars] = {};
     uint32_t size[kMaxVars] = {};
-    int32_t typeCode[kMaxVars] = {};
     FrameQueue* queue = nullptr;
 };
 

@@ -2,6 +2,7 @@
 
 #include "CsvWriter.h"
 #include "FrameQueue.h"
+#include "WatchList.h"
 
 #include <QFile>
 #include <cstdio>
@@ -16,7 +17,9 @@ qint64 SaveRingCsv(const QString& path, const QStringList& names,
         return -1;
     }
     FrameQueue& queue = FrameQueue::instance();
-    CsvWriter writer(file.get());
+    // The ring holds the frames of the last run, whose variables the watch list still names.
+    const WatchList& watch = watchList();
+    CsvWriter writer(file.get(), std::vector<int32_t>(watch.typeCode, watch.typeCode + watch.count));
     writer.writeHeader(names);
     // The size is taken once: frames arriving meanwhile belong to a later save.
     const quint32 total = queue.historySize();

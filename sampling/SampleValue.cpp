@@ -1,52 +1,133 @@
 #include "SampleValue.h"
 
+#include <charconv>
 #include <cstring>
 
 int32_t typeCodeOf(ValueKind kind, int size) {
+    if (!unsampledReason(kind, size).isEmpty())
+        return kCodeNone;
     switch (kind) {
-    case ValueKind::Char:
-        return kCodeChar;
-    case ValueKind::Signed:
-        return size == 1 ? kCodeSigned8 : size == 2 ? kCodeSigned16 : kCodeSigned;
     case ValueKind::Float:
-        return kCodeFloat;
     case ValueKind::OtherFloat:
-        return kCodeOtherFloat;
+        return size == 4 ? kCodeFloat : kCodeDouble;
+    case ValueKind::Signed:
+        return size == 1 ? kCodeSigned8 : size == 2 ? kCodeSigned16 : size == 4 ? kCodeSigned : kCodeSigned64;
+    case ValueKind::Char:
     case ValueKind::Unsigned:
     case ValueKind::Unknown:
         break;
     }
-    return kCodeUnsigned;
+    return size == 1 ? kCodeChar : size == 2 ? kCodeUnsigned16 : size == 4 ? kCodeUnsigned : kCodeUnsigned64;
 }
 
 int32_t typeCodeOf(const QString& typeName, const QString& encoding, int size) {
     return typeCodeOf(valueKindOf(typeName, encoding), size);
 }
 
-SampleReading readSample(uint32_t raw, int32_t typeCode) {
-    SampleReading r;
+int sizeOfCode(int32_t typeCode) {
     switch (typeCode) {
     case kCodeChar:
-    case kCodeSigned:
-        r.integer = static_cast<int32_t>(raw);
-        break;
-    case kCodeUnsigned:
-        r.integer = raw;
-        break;
     case kCodeSigned8:
-        r.integer = static_cast<int8_t>(static_cast<uint8_t>(raw));
+        return 1;
+    case kCodeSigned16:
+    case kCodeUnsigned16:
+        return 2;
+    case kCodeSigned:
+    case kCodeUnsigned:
+    case kCodeFloat:
+        return 4;
+    case kCodeDouble:
+    case kCodeSigned64:
+    case kCodeUnsigned64:
+        return 8;
+    default:
+        return 0;
+    }
+}
+
+uint64_t slotFromBytes(const uint8_t* bytes, int size) {
+    uint64_t slot = 0;
+    for (int b = 0; b < size && b < 8; ++b)
+        slot |= static_cast<uint64_t>(bytes[b]) << (8 * b);
+    return slot;
+}
+
+double SampleReading::toDouble() const {
+    switch (kind) {
+    case Signed:
+        return static_cast<double>(integer);
+    case Unsigned:
+        return static_cast<double>(unsignedValue);
+    case Real:
+        break;
+    }
+    return real;
+}
+
+SampleReading readSample(uint64_t slot, int32_t typeCode) {
+    SampleReading r;
+    switch (typeCode) {
+    case kCodeSigned8:
+        r.kind = SampleReading::Signed;
+        r.integer = static_cast<int8_t>(static_cast<uint8_t>(slot));
         break;
     case kCodeSigned16:
-        r.integer = static_cast<int16_t>(static_cast<uint16_t>(raw));
+        r.kind = SampleReading::Signed;
+        r.integer = static_cast<int16_t>(static_cast<uint16_t>(slot));
         break;
-    default:
-        r.whole = false;
-        std::memcpy(&r.real, &raw, sizeof r.real);
+    case kCodeSigned:
+        r.kind = SampleReading::Signed;
+        r.integer = static_cast<int32_t>(static_cast<uint32_t>(slot));
         break;
+    case kCodeSigned64:
+        r.kind = SampleReading::Signed;
+        r.integer = static_cast<int64_t>(slot);
+        break;
+    case kCodeFloat: {
+        r.kind = SampleReading::Real;
+        const uint32_t bits = static_cast<uint32_t>(slot);
+        float f;
+        std::memcpy(&f, &bits, sizeof f);
+        r.real = f;
+        break;
+    }
+    case kCodeDouble:
+        r.kind = SampleReading::Real;
+        std::memcpy(&r.real, &slot, sizeof r.real);
+        break;
+    default: {
+        // Unsigned codes keep only their own bytes.
+        const int size = sizeOfCode(typeCode);
+        r.unsignedValue = size == 8 || size == 0 ? slot : slot & ((uint64_t(1) << (8 * size)) - 1);
+        break;
+    }
     }
     return r;
 }
 
+char* formatSample(char* first, uint64_t slot, int32_t typeCode) {
+    char* const last = first + kSampleTextMax;
+    const SampleReading r = readSample(slot, typeCode);
+    switch (r.kind) {
+    case SampleReading::Signed:
+        return std::to_chars(first, last, r.integer).ptr;
+    case SampleReading::Unsigned:
+        return std::to_chars(first, last, r.unsignedValue).ptr;
+    case SampleReading::Real:
+        break;
+    }
+    // The float's own shortest text: widened to double it would need more digits to read back.
+    if (typeCode == kCodeFloat)
+        return std::to_chars(first, last, static_cast<float>(r.real)).ptr;
+    return std::to_chars(first, last, r.real).ptr;
+}
+
+QString sampleText(uint64_t slot, int32_t typeCode) {
+    char text[kSampleTextMax];
+    const char* end = formatSample(text, slot, typeCode);
+    return QString::fromLatin1(text, static_cast<int>(end - text));
+}
+
 bool isWholeNumberCode(int32_t typeCode) {
-    return readSample(0, typeCode).whole;
+    return typeCode != kCodeFloat && typeCode != kCodeDouble;
 }

@@ -5,34 +5,51 @@
 #include <QString>
 #include <cstdint>
 
-// Type codes, carried per variable in the watch list and in every frame. A frame keeps the sampled
-// bytes zero-extended in a 32-bit word; the code says how that word reads.
+// Type codes, one per watched variable in the watch list: how the raw bytes in a frame slot read.
+// Codes 0 to 3 keep their old numbers ("char", "int", "float", the other floating type).
 enum TypeCode : int32_t {
-    kCodeChar = 0,       // "char": the zero-extended bytes as a signed 32-bit integer
-    kCodeSigned = 1,     // signed integers of 4 bytes: the word as a signed 32-bit integer
-    kCodeFloat = 2,      // "float": the word's bits as a single-precision float
-    kCodeOtherFloat = 3, // other floating types: likewise (8-byte ones are never decoded and read 0)
-    kCodeUnsigned = 4,   // unsigned integers and unknown types: the word as an unsigned integer
-    kCodeSigned8 = 5,    // 1-byte signed integers: the low byte sign-extended
-    kCodeSigned16 = 6,   // 2-byte signed integers: the low two bytes sign-extended
+    kCodeNone = -1,    // not sampled: no slot reads a value of this size
+    kCodeChar = 0,     // 1-byte unsigned: plain char (unsigned on RISC-V), unsigned char, _Bool
+    kCodeSigned = 1,   // 4-byte signed
+    kCodeFloat = 2,    // 4-byte IEEE float
+    kCodeDouble = 3,   // 8-byte IEEE double
+    kCodeUnsigned = 4, // 4-byte unsigned (also pointers, and types read by size alone)
+    kCodeSigned8 = 5,
+    kCodeSigned16 = 6,
+    kCodeUnsigned16 = 7,
+    kCodeSigned64 = 8,
+    kCodeUnsigned64 = 9,
 };
 
-// The code of a variable of this kind and size in bytes.
+// The code of a variable of this kind and size in bytes; kCodeNone when unsampledReason() has one.
 int32_t typeCodeOf(ValueKind kind, int size);
 int32_t typeCodeOf(const QString& typeName, const QString& encoding, int size);
+// Bytes a code reads (0 for kCodeNone).
+int sizeOfCode(int32_t typeCode);
 
-// One sampled value as it leaves for the chart, the table and the CSV: a whole number for the
-// integer codes, a float for the floating ones.
+// The frame slot of a variable's bytes as they come off the wire: little-endian, zero above.
+uint64_t slotFromBytes(const uint8_t* bytes, int size);
+
+// One sampled value as its type reads it.
 struct SampleReading {
-    bool whole = true;
-    int64_t integer = 0;
-    float real = 0.0f;
+    enum Kind { Signed, Unsigned, Real } kind = Unsigned;
+    int64_t integer = 0;        // Signed
+    uint64_t unsignedValue = 0; // Unsigned
+    double real = 0.0;          // Real: a float widened exactly, or a double
 
-    double toDouble() const { return whole ? static_cast<double>(integer) : static_cast<double>(real); }
+    // The chart's y: whole numbers beyond 2^53 lose their last digits here, never in the texts.
+    double toDouble() const;
 };
 
-// The one conversion of a frame word with its type code; every exit goes through it.
-SampleReading readSample(uint32_t raw, int32_t typeCode);
+// The one reading of a frame slot with its type code; every exit goes through it.
+SampleReading readSample(uint64_t slot, int32_t typeCode);
+
+// The text of a sample, the same for the value cell and the CSV: whole numbers with every digit, floats
+// and doubles as the shortest text that reads back to the same value ("inf", "-inf", "nan").
+// Writes at most kSampleTextMax characters from `first` and returns the end.
+constexpr int kSampleTextMax = 32;
+char* formatSample(char* first, uint64_t slot, int32_t typeCode);
+QString sampleText(uint64_t slot, int32_t typeCode);
 
 // True for the codes whose values are whole numbers (drawn truncated, written without decimals).
 bool isWholeNumberCode(int32_t typeCode);

@@ -1,6 +1,7 @@
 #include "SelectSymbolsDlg.h"
 
 #include "Images.h"
+#include "ValueKind.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -8,6 +9,7 @@
 #include <QGridLayout>
 #include <QHeaderView>
 #include <QIcon>
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QTreeWidget>
 #include <QTreeWidgetItemIterator>
@@ -59,6 +61,7 @@ void SelectSymbolsDlg::SetupUi() {
     lineEdit->addAction(searchIcon, QLineEdit::LeadingPosition);
     lineEdit->setPlaceholderText(tr("Filter based on variable name"));
 
+    treeWidget->installEventFilter(this);
     connect(lineEdit, &QLineEdit::textChanged, this, &SelectSymbolsDlg::filterTable);
     connect(buttonBox, &QDialogButtonBox::accepted, this, &SelectSymbolsDlg::accept);
     connect(buttonBox, &QDialogButtonBox::rejected, this, &SelectSymbolsDlg::reject);
@@ -77,11 +80,35 @@ void SelectSymbolsDlg::BuildTree() {
                 new QTreeWidgetItem(groupItem, QStringList{des->name, des->type, des->scope,
                                                            QString::number(des->size), des->address});
             auto* box = new QCheckBox;
+            box->setAccessibleName(tr("Select %1").arg(des->name));
+            // The tree's current row takes Space; the boxes themselves take no focus.
+            box->setFocusPolicy(Qt::NoFocus);
+            // A variable no sample can hold is shown greyed, with the reason.
+            const QString why = unsampledReason(valueKindOf(des->type, des->encoding), des->size);
+            if (!why.isEmpty()) {
+                item->setDisabled(true);
+                box->setEnabled(false);
+                for (int c = 0; c < m_headers.size(); ++c)
+                    item->setToolTip(c, why);
+                box->setToolTip(why);
+            }
             m_checkBoxes.append(box);
             treeWidget->setItemWidget(item, selectColumn, box);
         }
     }
     treeWidget->expandAll();
+}
+
+bool SelectSymbolsDlg::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == treeWidget && event->type() == QEvent::KeyPress &&
+        static_cast<QKeyEvent*>(event)->key() == Qt::Key_Space) {
+        auto* box = qobject_cast<QCheckBox*>(
+            treeWidget->itemWidget(treeWidget->currentItem(), m_headers.indexOf("Select")));
+        if (box != nullptr && box->isEnabled())
+            box->toggle();
+        return box != nullptr;
+    }
+    return QDialog::eventFilter(watched, event);
 }
 
 void SelectSymbolsDlg::InitItemAndShow() {

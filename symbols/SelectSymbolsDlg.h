@@ -40,6 +40,10 @@ public slots:
     void accept() override;
     void reject() override;
 
+protected:
+    // Space on the tree ticks or unticks the current variable, as in any list with check boxes.
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     void SetupUi();
 

@@ -2,17 +2,17 @@
 
 #include "CommonCfg.h"
 #include "DataSource.h"
-#include "ValueKind.h"
+#include "MemoryWrite.h"
+#include "SampleValue.h"
+#include "TypedValueValidator.h"
 #include "ValueLineEdit.h"
 #include "WatchList.h"
 
 #include <QCheckBox>
 #include <QColorDialog>
 #include <QDebug>
-#include <QDoubleValidator>
 #include <QHBoxLayout>
 #include <QHeaderView>
-#include <QIntValidator>
 #include <QLabel>
 #include <QPalette>
 #include <QPixmap>
@@ -20,7 +20,6 @@
 #include <QRegularExpression>
 #include <QSignalBlocker>
 #include <QTableWidgetItem>
-#include <climits>
 #include <cstdio>
 
 namespace {
@@ -130,43 +129,7 @@ void VarTableWidget::SetDataSource(DataSource* source) {
 
 QValidator* VarTableWidget::MakeValueValidator(const QString& type, const QString& encoding, int size,
                                                QObject* parent) {
-    if (type == "double" || type == "float")
-        return new QDoubleValidator(parent);
-    if (type == "int")
-        return new QIntValidator(parent);
-    // The bounds below are kept as they have always been: for "short", "char" and unknown types
-    // the bottom lies above the top, so no in-range value exists.
-    if (type == "short")
-        return new QIntValidator(32768, 32767, parent);
-    if (type == "char")
-        return new QIntValidator(128, 127, parent);
-    if (type == "unsigned char")
-        return new QIntValidator(0, 255, parent);
-    if (type == "unsigned short")
-        return new QIntValidator(0, 65535, parent);
-    // Every other type is judged as it reads (ValueKind.h). Writes put a signed 32-bit integer, so
-    // a wide unsigned variable takes what that can carry.
-    switch (valueKindOf(type, encoding)) {
-    case ValueKind::Float:
-    case ValueKind::OtherFloat:
-        return new QDoubleValidator(parent);
-    case ValueKind::Signed:
-        if (size == 1)
-            return new QIntValidator(-128, 127, parent);
-        if (size == 2)
-            return new QIntValidator(-32768, 32767, parent);
-        return new QIntValidator(parent);
-    case ValueKind::Unsigned:
-        if (size == 1)
-            return new QIntValidator(0, 255, parent);
-        if (size == 2)
-            return new QIntValidator(0, 65535, parent);
-        return new QIntValidator(0, INT_MAX, parent);
-    case ValueKind::Char:
-    case ValueKind::Unknown:
-        break;
-    }
-    return new QIntValidator(0, -1, parent);
+    return new TypedValueValidator(typeCodeOf(type, encoding, size), parent);
 }
 
 bool VarTableWidget::IsValidYOffset(const QString& text) {
@@ -428,9 +391,14 @@ void VarTableWidget::ValueLineEdited(ValueLineEdit* edit, QString text) {
                           .arg(item->varDes->name, item->varDes->address));
             return;
         }
-        const int result =
-            m_dataSource != nullptr ? m_dataSource->WriteData(address, item->varDes->type, text) : 0;
-        if (result != 0)
+        QString refusal;
+        const int result = m_dataSource != nullptr
+                               ? m_dataSource->WriteData(address, typeCodeOf(*item->varDes), text, refusal)
+                               : 0;
+        if (result == kWriteRefused)
+            emit WriteFailed(tr("%1 = %2 is not written: %3 (%4)")
+                                 .arg(item->varDes->name, text.trimmed(), refusal, item->varDes->type));
+        else if (result != 0)
             emit WriteFailed(
                 tr("Writing %1 = %2 failed (error %3)").arg(item->varDes->name, text).arg(result));
         return;
@@ -513,7 +481,7 @@ bool VarTableWidget::SelectionDiffers() const {
         shown << item->varDes;
     }
     for (const VarParser::VarDes* des : VarParser::VarList()) {
-        if (des->selected && !shown.contains(des))
+        if (des->selected && !shown.contains(des) && typeCodeOf(*des) != kCodeNone)
             return true;
     }
     return false;
@@ -537,7 +505,8 @@ void VarTableWidget::UpdateTableWithVariableList() {
     m_table->setRowCount(m_lineItems.size());
 
     for (VarParser::VarDes* des : VarParser::VarList()) {
-        if (!des->selected || kept.contains(des))
+        // A variable no sample can hold never becomes a row (the selection dialog greys it).
+        if (!des->selected || kept.contains(des) || typeCodeOf(*des) == kCodeNone)
             continue;
         LineItem* item = CreateLineItem(des);
         const int row = m_lineItems.indexOf(item);
@@ -562,19 +531,18 @@ void VarTableWidget::UpdateVarValue() {
         return;
     const QVector<QVector<QPointF>> points = m_dataSource->Points();
     const QVector<QVector<float>> stats = m_dataSource->MathValues();
+    const QStringList values = m_dataSource->ValueTexts();
     if (points.isEmpty() || points.first().isEmpty())
         return;
     // Hidden statistics items change here, not by the user.
     const QSignalBlocker blocker(m_table);
-    for (int i = 0; i < points.size() && i < m_lineItems.size(); ++i) {
+    for (int i = 0; i < points.size() && i < m_lineItems.size() && i < values.size(); ++i) {
         LineItem* item = m_lineItems.at(i);
         if (!item->valueEdit->IsIdle() || points.at(i).isEmpty())
             continue;
-        const QString text = General(points.at(i).last().y());
-        // Compared at the precision shown, so an unchanged value reads as unchanged.
-        bool shownOk = false;
-        const double shown = item->valueEdit->text().toDouble(&shownOk);
-        const QColor colour = shownOk && shown == text.toDouble() ? Qt::black : Qt::red;
+        // The variable's own value, unscaled, every digit: what a typed value means too.
+        const QString& text = values.at(i);
+        const QColor colour = item->valueEdit->text() == text ? Qt::black : Qt::red;
         QPalette palette = item->valueEdit->palette();
         palette.setColor(QPalette::All, QPalette::Text, colour);
         item->valueEdit->setPalette(palette);

@@ -68,8 +68,8 @@ public:
     // table also registers itself as the one the data side refreshes (UpdateVarValue) after each batch.
     void SetDataSource(DataSource* source);
 
-    // The value editor's validator for a variable's type name, encoding key and size; the caller
-    // owns it.
+    // The value editor's validator for a variable's type name, encoding key and size: the write's own
+    // rules for its type (TypedValueValidator.h).
     static QValidator* MakeValueValidator(const QString& type, const QString& encoding, int size,
                                           QObject* parent);
     static bool IsValidYOffset(const QString& text);
@@ -84,7 +84,7 @@ signals:
     void ChangeYResolutionAndOffset(quint32 address, int offset, double resolution);
     void ChangeLastYResolutionAndOffset(quint32 address, int offset, double resolution);
     void RemoveSeriesById(int id);
-    // A typed value could not be written; the text says which and why.
+    // A typed value was refused or could not be written; the text says which and why.
     void WriteFailed(const QString& message);
 
 public slots:

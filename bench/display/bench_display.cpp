@@ -55,13 +55,12 @@ void MakeFrame(uint64_t i, SampleFrame& frame) {
     frame.count = kVars;
     frame.time = kStepUs * i;
     for (int v = 0; v < kVars; ++v) {
-        frame.typeCode[v] = watchList().typeCode[v];
         const float wave =
             std::sin(i * 0.0002f + v) * 100.0f + static_cast<float>((i * 2654435761u >> 20) % 7);
-        if (frame.typeCode[v] == 2)
-            std::memcpy(&frame.value[v], &wave, sizeof wave);
-        else
-            frame.value[v] = static_cast<uint32_t>(static_cast<int32_t>(wave) + 200);
+        uint32_t word = static_cast<uint32_t>(static_cast<int32_t>(wave) + 200);
+        if (watchList().typeCode[v] == 2)
+            std::memcpy(&word, &wave, sizeof wave);
+        frame.value[v] = word;
     }
 }
 

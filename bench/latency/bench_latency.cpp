@@ -9,6 +9,7 @@
 #include "GdbTransport.h"
 #include "HssSession.h"
 #include "MemoryWrite.h"
+#include "SampleValue.h"
 
 #include <QCoreApplication>
 #include <algorithm>
@@ -55,7 +56,8 @@ std::vector<double> timedWrites(int rounds, int* failed) {
     std::vector<double> ms;
     for (int i = 0; i < rounds; ++i) {
         const Clock::time_point t = Clock::now();
-        if (writeEditedValue(kScratch, QStringLiteral("int"), QString::number(i)) != 0)
+        QString refusal;
+        if (writeEditedValue(kScratch, kCodeSigned, QString::number(i), refusal) != 0)
             ++*failed;
         else
             ms.push_back(msSince(t));

@@ -3,6 +3,8 @@
  * so that every kind of watched value changes at sampling periods from 10 us to 1 s.
  */
 
+#include <stdint.h>
+
 #define MTIME_LO (*(volatile unsigned int*)0x0200bff8u) /* CLINT timer, 10 MHz on QEMU virt */
 #define MTIME_HI (*(volatile unsigned int*)0x0200bffcu)
 #define TICKS_PER_US 10u
@@ -25,6 +27,23 @@ volatile struct motor_state motor;
 volatile int samples[4];
 volatile unsigned long long uptime_us;
 volatile double ratio;
+
+/* 64-bit values: two settings only the host writes, and a counter that crosses 2^32 every second. A 32-bit
+ * core stores each in two words, so a debugger may catch one half-written. */
+volatile int64_t trim_offset = -5000000000LL;
+volatile double set_point = 1.5;
+volatile uint64_t wide_counter;
+
+/* Packed 1- and 2-byte settings between guards the firmware never touches: a write of the wrong width
+ * into one of them shows in its neighbours. */
+struct __attribute__((packed)) packed_settings {
+    unsigned char guard_low;
+    signed char trim;
+    short level;
+    unsigned char guard_high;
+    unsigned short guard_wide;
+};
+volatile struct packed_settings settings = {0x5a, -1, 100, 0xa5, 0xbeef};
 
 /* The 64-bit timer is read as two halves; re-read when the high half moved in between. */
 static unsigned long long read_mtime(void) {
@@ -63,6 +82,7 @@ int main(void) {
     for (;;) {
         const unsigned long long now_us = (read_mtime() - start) / TICKS_PER_US;
         uptime_us = now_us;
+        wide_counter = 0xFFFFFFFFull - 499999u + now_us % 1000000u; /* 2^32 half a second into each second */
         loop_counter = loop_counter + 1u;
 
         const float phase = 2.0f * PI_F * (float)(now_us % SINE_PERIOD_US) / (float)SINE_PERIOD_US;

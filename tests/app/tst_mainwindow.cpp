@@ -20,6 +20,7 @@
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QFileDialog>
+#include <QGraphicsTextItem>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -31,6 +32,7 @@
 #include <QtCharts/QLineSeries>
 #include <QtCharts/QValueAxis>
 #include <QtTest>
+#include <algorithm>
 #include <functional>
 
 namespace {
@@ -156,12 +158,15 @@ private slots:
             SelectSymbolsDlg* symbols = m_window->SymbolsDialog();
             if (!symbols->isVisible() || !QTest::qWaitForWindowExposed(symbols))
                 return;
-            for (QTreeWidgetItemIterator it(symbols->Tree()); !ticked && *it != nullptr; ++it)
-                if (kWatched.contains((*it)->text(0))) {
-                    QWidget* box = symbols->Tree()->itemWidget(*it, symbols->Tree()->columnCount() - 1);
-                    box->setFocus();
-                    QTest::keyClick(box, Qt::Key_Space);
-                }
+            // By keyboard: down the tree, Space on each watched variable.
+            symbols->Tree()->setFocus();
+            for (QTreeWidgetItemIterator it(symbols->Tree()); !ticked && *it != nullptr; ++it) {
+                QTest::keyClick(symbols->Tree(),
+                                *it == symbols->Tree()->topLevelItem(0) ? Qt::Key_Home : Qt::Key_Down);
+                QCOMPARE(symbols->Tree()->currentItem(), *it);
+                if (kWatched.contains((*it)->text(0)))
+                    QTest::keyClick(symbols->Tree(), Qt::Key_Space);
+            }
             if (!ticked)
                 ScreenShot::Save(symbols, "workflow-1-symbols");
             ticked = true;
@@ -208,6 +213,19 @@ private slots:
         QTest::keyClick(scroll, Qt::Key_Home);
         QCOMPARE(qint64(m_window->Chart()->AxisX()->min()), qint64(scroll->minimum()));
         ScreenShot::Save(m_window, "workflow-3-scrolled");
+        // 1024 pixels wide with the table open: the time labels in ms, each shown whole.
+        QCOMPARE(m_window->width(), 1024);
+        const auto labelsWhole = [this] {
+            QStringList shown;
+            for (QGraphicsItem* item : m_window->Chart()->View()->scene()->items())
+                if (auto* text = dynamic_cast<QGraphicsTextItem*>(item); text != nullptr && text->isVisible())
+                    shown << text->toPlainText();
+            const QStringList labels = m_window->Chart()->TimeLabels()->categoriesLabels();
+            return labels.size() >= 3 && shown.contains("ms") &&
+                   std::all_of(labels.begin(), labels.end(),
+                               [&](const QString& l) { return shown.contains(l); });
+        };
+        QTRY_VERIFY(labelsWhole());
         QTest::mouseMove(m_window->Chart()->View(), QPoint(300, 300)); // the cursor line follows the mouse
         QTRY_VERIFY(m_window->Chart()->CursorLine()->isVisible());
         const QString data = dir.filePath("data.csv"); // Save Data writes what the ring holds

@@ -5,6 +5,7 @@
 #include "CommonCfg.h"
 #include "DataSource.h"
 #include "Row.h"
+#include "TimeAxis.h"
 #include "VarChartView.h"
 
 #include <QApplication>
@@ -75,6 +76,39 @@ private slots:
         QCOMPARE(m_chart->AxisX()->tickCount(), ticks);
         QCOMPARE(CommonCfg::ChartDivisions(), ticks - 1);
         QCOMPARE(m_chart->AxisX()->max(), 1000.0 + (ticks - 1) * (zoomIndex < 0 ? 500000 : 20000));
+    }
+
+    // Time labels for a plot whose label font takes 7 pixels a character: the unit from the time base,
+    // the labelled grid lines and their texts.
+    void timeLabels_data() {
+        for (const char* column : {"min", "step", "width"})
+            QTest::addColumn<double>(column);
+        QTest::addColumn<QString>("unit");
+        QTest::addColumn<QStringList>("labels");
+        const auto row = [](const char* name, double min, double step, double width, QString unit,
+                            QString labels) {
+            QTest::newRow(name) << min << step << width << unit << labels.split(' ');
+        };
+        row("ms, a tenth of a division", 4864000, 1000, 900, "ms",
+            "4864.0 4865.0 4866.0 4867.0 4868.0 4869.0 "
+            "4870.0 4871.0 4872.0 4873.0");
+        row("µs, every second line", 4864000, 10, 600, "µs", "4864000 4864020 4864040 4864060 4864080");
+        row("every fifth line", 4864000, 10, 300, "µs", "4864000 4864050");
+        row("no room: the outer lines", 4864000, 10, 50, "µs", "4864000 4864090");
+        row("s", 12345678, 2000000, 900, "s", "12.3 14.3 16.3 18.3 20.3 22.3 24.3 26.3 28.3 30.3");
+    }
+    void timeLabels() {
+        QFETCH(double, min);
+        QFETCH(double, step);
+        QFETCH(double, width);
+        QFETCH(QString, unit);
+        QFETCH(QStringList, labels);
+        const TimeAxis::Labels got = TimeAxis::Make(min, min + 9 * step, 9, step, width,
+                                                    [](const QString& t) { return 7.0 * t.size(); });
+        QCOMPARE(got.unit, unit);
+        QCOMPARE(got.texts, labels);
+        QCOMPARE(got.at.size(), labels.size());
+        QCOMPARE(got.at.last(), min + got.every * (labels.size() - 1) * step); // on the grid's lines
     }
 
     // left right | single step, page step afterwards (7 and 70 before)

@@ -60,7 +60,8 @@ private slots:
         QTest::newRow("int -3 x 0.5 toward zero") << "1 0.5 0 | 0 -3 | 0 -1";
         QTest::newRow("product before offset") << "1 2 1 | 0 3 | 0 7";
         QTest::newRow("unsigned char stays positive") << "0 1 -300 | 0 255 | 0 -45";
-        QTest::newRow("other floating type") << "3 2 0.5 | 0 1.25 | 0 3";
+        QTest::newRow("double stays double") << "3 1 0 | 0 0.1 | 0 0.1";
+        QTest::newRow("int64 beyond 32 bits") << "8 1 0 | 0 -5e9 | 0 -5000000000";
         QTest::newRow("float narrowed to single") << "2 0.1 0 | 0 1 | 0 0.10000000149011612";
         QTest::newRow("int beyond 32 bits") << "1 4 0 | 0 2e9 | 0 -2147483648";
         QTest::newRow("time truncated") << "2 1 0 | 12.9 1 | 12 1";
@@ -238,7 +239,7 @@ private slots:
             frame.time = 10 * i;
             frame.count = 4;
             for (int v = 0; v < 4; ++v)
-                frame.typeCode[v] = 1, frame.value[v] = 4 + i;
+                frame.value[v] = 4 + i;
             queue.push(frame);
         }
         const int32_t addresses[] = {0x20000000, 0x20000010, 0x20000020, 0x20000020};

@@ -25,8 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     config.count = p < end ? *p++ % (kMaxVars + 1) : 0;
     uint32_t blockSize = 4;
     for (uint32_t i = 0; i < config.count; ++i) {
-        config.size[i] = p < end ? *p++ % 9 : 4; // 8 bytes and odd sizes take room but read as 0
-        config.typeCode[i] = static_cast<int32_t>(i % 4);
+        config.size[i] = p < end ? *p++ % 9 : 4; // odd sizes take room but read as 0
         blockSize += config.size[i];
     }
     const size_t available = static_cast<size_t>(end - p) / blockSize;

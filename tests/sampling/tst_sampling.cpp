@@ -9,6 +9,7 @@
 #include "HssSession.h"
 #include "MemoryWrite.h"
 #include "Row.h"
+#include "SampleValue.h"
 #include "WatchList.h"
 
 #include <QDir>
@@ -55,26 +56,23 @@ std::vector<SampleFrame> drainQueue() {
     return frames;
 }
 
-HssConfig configOf(const QStringList& sizes, const QVector<int>& codes = {}, uint32_t base = 0x20000000u,
-                   uint32_t step = 0x10u) {
+HssConfig configOf(const QStringList& sizes, uint32_t base = 0x20000000u, uint32_t step = 0x10u) {
     HssConfig c;
     c.period = 20;
     c.count = uint32_t(sizes.size());
     for (int i = 0; i < sizes.size(); ++i) {
         c.address[i] = base + step * uint32_t(i);
         c.size[i] = sizes[i].toUInt();
-        c.typeCode[i] = i < codes.size() ? codes[i] : 1;
     }
     c.queue = &FrameQueue::instance();
     return c;
 }
 
-SampleFrame frameAt(uint64_t time, uint32_t value, int code = 1) {
+SampleFrame frameAt(uint64_t time, uint64_t value) {
     SampleFrame f{};
     f.time = time;
     f.count = 1;
     f.value[0] = value;
-    f.typeCode[0] = code;
     return f;
 }
 
@@ -142,7 +140,8 @@ private slots:
     void init() {
         resetSamplingState();
         FrameQueue::instance().init();
-        watchList().count = 1; // the drain reads one variable
+        watchList().count = 1; // the drain reads one int
+        watchList().typeCode[0] = kCodeSigned;
     }
     void cleanup() {
         endSampling();
@@ -294,7 +293,7 @@ private slots:
     }
     void startCommand() {
         const QStringList f = Row::Fields();
-        const HssConfig c = configOf(f[0].split(' ', Qt::SkipEmptyParts), {}, 0x8000abc0u, 4);
+        const HssConfig c = configOf(f[0].split(' ', Qt::SkipEmptyParts), 0x8000abc0u, 4);
         std::vector<char> buffer(hssStartCommandLength(c));
         QVERIFY(hssFormatStart(c, buffer.data(), buffer.size()));
         QCOMPARE(QString(buffer.data()), f[1]);
@@ -345,25 +344,24 @@ private slots:
     }
     void decodeTimeAndSizes() {
         const QStringList f = Row::Fields(), stamps = f[0].split(' '), times = f[1].split(' ');
-        // Sizes 1, 8, 2, 4: the 8-byte one takes its room but reads as 0.
-        const HssConfig c = configOf({"1", "8", "2", "4"}, {0, 3, 1, 2});
+        // Sizes 1, 8, 2, 3, 4: each slot holds its variable's bytes; 3 bytes take their room, read 0.
+        const HssConfig c = configOf({"1", "8", "2", "3", "4"});
         QByteArray data;
         for (const QString& s : stamps) {
             const uint32_t stamp = s.toUInt();
             data += QByteArray(reinterpret_cast<const char*>(&stamp), 4);
-            data += QByteArray::fromHex("ff1122334455667788efbe0000c03f"); // 1.5f last
+            data += QByteArray::fromHex("ff1122334455667788efbe0102030000c03f"); // 1.5f last
         }
-        QCOMPARE(decodeSamples(4 + 1 + 8 + 2 + 4, reinterpret_cast<const uint8_t*>(data.constData()), c,
+        QCOMPARE(decodeSamples(4 + 1 + 8 + 2 + 3 + 4, reinterpret_cast<const uint8_t*>(data.constData()), c,
                                uint32_t(stamps.size())),
                  0);
         const std::vector<SampleFrame> frames = drainQueue();
         QCOMPARE(int(frames.size()), stamps.size());
         for (int i = 0; i < stamps.size(); ++i) {
             QCOMPARE(qulonglong(frames[i].time), times[i].toULongLong());
-            QCOMPARE(frames[i].count, 4);
-            QCOMPARE(QVector<uint32_t>(frames[i].value, frames[i].value + 4),
-                     (QVector<uint32_t>{0xFF, 0, 0xBEEF, 0x3fc00000})); // zero-extended
-            QCOMPARE(QVector<int>(frames[i].typeCode, frames[i].typeCode + 4), (QVector<int>{0, 3, 1, 2}));
+            QCOMPARE(frames[i].count, 5);
+            QCOMPARE(QVector<uint64_t>(frames[i].value, frames[i].value + 5),
+                     (QVector<uint64_t>{0xFF, 0x8877665544332211, 0xBEEF, 0, 0x3fc00000})); // zero-extended
         }
         QCOMPARE(hssSampleCounter(), quint64(stamps.size()));
     }
@@ -389,43 +387,74 @@ private slots:
         QCOMPARE(gdbInStep(), f[2] != "3");
     }
 
-    // Address | type | typed text | packet | the server's answer
-    void writePacket_data() {
-        Row::Column();
-        QTest::newRow("float takes an integer") << "20000010 | float | 2 | M20000010,4:02000000 | OK";
-        QTest::newRow("float 2.5 does not parse") << "20000010 | float | 2.5 | M20000010,4:00000000 | OK";
-        QTest::newRow("Float is not float") << "20000000 | Float | 1.5 | M20000000,4:01000000 | OK";
-        QTest::newRow("int -1") << "20000000 | int | -1 | M20000000,4:ffffffff | OK";
-        QTest::newRow("int 7.9 truncates") << "20000000 | int | 7.9 | M20000000,4:07000000 | OK";
-        QTest::newRow("int -2.9 toward zero") << "20000000 | int | -2.9 | M20000000,4:feffffff | OK";
-        QTest::newRow("char writes four bytes") << "20000001 | char | 65 | M20000001,4:41000000 | OK";
-        QTest::newRow("short -1 writes four bytes") << "2000000a | short | -1 | M2000000a,4:ffffffff | OK";
-        QTest::newRow("other type") << "2000abcd | double | 300.75 | M2000abcd,4:2c010000 | OK";
-        QTest::newRow("beyond the range clamps") << "20000000 | int | 1e12 | M20000000,4:ffffff7f | OK";
-        QTest::newRow("below the range clamps") << "20000000 | int | -1e12 | M20000000,4:00000080 | OK";
-        QTest::newRow("NaN gives 0") << "20000000 | int | nan | M20000000,4:00000000 | OK";
-        QTest::newRow("address zero") << "0 | short | 1 | M0,4:01000000 | OK";
-        QTest::newRow("high address") << "80001234 | int | 16 | M80001234,4:10000000 | OK";
-        QTest::newRow("error reply") << "20000000 | int | 1 | M20000000,4:01000000 | E01";
+    // A typed value for a variable of a type, size and encoding (empty: by its name), written at
+    // 0x20000010: the exact "M" packet, or the reason it is refused and nothing goes out.
+    void writeRows_data() {
+        for (const char* column : {"type", "size", "encoding", "text", "packet", "refusal"})
+            column == QString("size") ? QTest::addColumn<int>(column) : QTest::addColumn<QString>(column);
+        const auto row = [](const char* name, QString type, int size, QString encoding, QString text,
+                            QString packet, QString refusal) {
+            QTest::newRow(name) << type << size << encoding << text << packet << refusal;
+        };
+        const QString range = "outside the range %1 to %2";
+        row("float takes decimals", "float", 4, "float", "0.75", "M20000010,4:0000403f", "");
+        row("float 3 is 3.0", "float", 4, "float", "3", "M20000010,4:00004040", "");
+        row("float exponent", "float", 4, "float", "-1e-3", "M20000010,4:6f1283ba", "");
+        row("float -inf", "float", 4, "float", "-inf", "M20000010,4:000080ff", "");
+        row("float nan", "float", 4, "float", " nan ", "M20000010,4:0000c07f", "");
+        row("float too large", "float", 4, "float", "1e39", "", range.arg("-3.4028235e+38", "3.4028235e+38"));
+        row("float too small is 0", "float", 4, "float", "1e-50", "M20000010,4:00000000", "");
+        row("double", "double", 8, "float", "0.1", "M20000010,8:9a9999999999b93f", "");
+        row("double hex is no number", "double", 8, "float", "0x10", "", "not a number");
+        row("char 200, one byte", "char", 1, "unsigned", "200", "M20000010,1:c8", "");
+        row("char is unsigned", "char", 1, "", "-1", "", range.arg(0).arg(255));
+        row("signed char -7", "signed char", 1, "signed", "-7", "M20000010,1:f9", "");
+        row("signed char 128", "signed char", 1, "signed", "128", "", range.arg(-128).arg(127));
+        row("short -7, two bytes", "short", 2, "", "-7", "M20000010,2:f9ff", "");
+        row("short 0xffff is -1", "short", 2, "", "0xffff", "M20000010,2:ffff", "");
+        row("short 0x10000", "short", 2, "", "0x10000", "", "more hexadecimal digits than 2 bytes hold");
+        row("short 32768", "short", 2, "", "32768", "", range.arg(-32768).arg(32767));
+        row("int 7.9", "int", 4, "signed", "7.9", "", "not a whole number");
+        row("int 1e3", "int", 4, "signed", "1e3", "", "not a whole number");
+        row("int text", "int", 4, "signed", "ten", "", "not a number");
+        row("int +5", "int", 4, "signed", "+5", "M20000010,4:05000000", "");
+        row("unsigned int top", "unsigned int", 4, "unsigned", "4294967295", "M20000010,4:ffffffff", "");
+        row("int64 lowest", "int64_t", 8, "", "-9223372036854775808", "M20000010,8:0000000000000080", "");
+        row("uint64 top", "uint64_t", 8, "", "18446744073709551615", "M20000010,8:ffffffffffffffff", "");
+        row("uint64 beyond", "uint64_t", 8, "", "18446744073709551616", "", range.arg(0).arg(UINT64_MAX));
+        row("enum by name", "enum mode", 1, "", "-2", "M20000010,1:fe", "");
     }
-    void writePacket() {
-        const QStringList f = Row::Fields();
-        connectTo(FakeGdbServer::answering("M", f[4].toStdString()));
-        QCOMPARE(writeEditedValue(f[0].toUInt(nullptr, 16), f[1], f[2]) != 0, f[4] != "OK");
-        // Exactly one framed packet on the wire, then the acknowledgement of the reply.
-        QTRY_COMPARE(QString::fromStdString(m_server->rawReceived()),
-                     QString::fromStdString(FakeGdbServer::frame(f[3].toStdString()) + "+"));
+    void writeRows() {
+        QFETCH(QString, type);
+        QFETCH(int, size);
+        QFETCH(QString, encoding);
+        QFETCH(QString, text);
+        QFETCH(QString, packet);
+        QFETCH(QString, refusal);
+        connectTo(FakeGdbServer::answering("M", "OK"));
+        QString said;
+        const int rc = writeEditedValue(0x20000010, typeCodeOf(type, encoding, size), text, said);
+        QCOMPARE(said, refusal);
+        QCOMPARE(rc, refusal.isEmpty() ? 0 : kWriteRefused);
+        // Exactly one framed packet on the wire and the acknowledgement of its reply, or nothing.
+        if (!packet.isEmpty())
+            QTRY_COMPARE(QString::fromStdString(m_server->rawReceived()),
+                         QString::fromStdString(FakeGdbServer::frame(packet.toStdString()) + "+"));
+        QCOMPARE(m_server->countCommands("M"), packet.isEmpty() ? 0 : 1);
     }
 
-    void otherWriteSizesRefused() {
-        connectTo();
+    void writeFailures() {
+        connectTo(FakeGdbServer::answering("M", "E01"));
+        QString refusal;
+        const int rc = writeEditedValue(0x20000000, kCodeSigned, "1", refusal); // the server refuses
+        QVERIFY(rc != 0 && rc != kWriteRefused && refusal.isEmpty());
         WriteRequest request;
         request.count = 1;
-        for (uint32_t size : {0u, 3u, 8u, 1200u}) {
+        for (uint32_t size : {0u, 3u, 16u, 1200u}) {
             request.size[0] = size;
             QCOMPARE(writeMemory(request), -1);
         }
-        QCOMPARE(m_server->countCommands("M"), 0);
+        QCOMPARE(m_server->countCommands("M"), 1);
     }
 
     // Frames pushed | skip | values taken
@@ -503,20 +532,10 @@ private slots:
         QCOMPARE(uint(data[0].last().y()), kQueueCapacity + 499);
     }
 
-    // Type code | raw word (hex) | time | point drawn
-    void pointValues_data() {
-        Row::Column();
-        QTest::newRow("unsigned char 0xFF") << "0 | ff | 10 | 10 255";
-        QTest::newRow("int -1") << "1 | ffffffff | 0 | 0 -1";
-        QTest::newRow("float bits") << "2 | 3fc00000 | 0 | 0 1.5";
-        QTest::newRow("other 4-byte type as float") << "3 | c0200000 | 0 | 0 -2.5";
-        QTest::newRow("time low half as signed") << "1 | 1 | 6442450944 | -2147483648 1";
-    }
-    void pointValues() {
-        const QStringList f = Row::Fields();
-        const QPointF p =
-            GetData::PointOf(frameAt(f[2].toULongLong(), f[1].toUInt(nullptr, 16), f[0].toInt()), 0);
-        QCOMPARE(QString("%1 %2").arg(p.x(), 0, 'g', 12).arg(p.y()), f[3]);
+    void pointTime() {
+        // x is the time's low 32 bits taken as a signed number; y the value by its type.
+        const QPointF p = GetData::PointOf(frameAt(6442450944ull, 0xfffffffe), 0, kCodeSigned);
+        QCOMPARE(p, QPointF(-2147483648.0, -2.0));
     }
 
     // Server ("none": nothing listens; "silent": accepts, says nothing) | variables | address of the first |
@@ -643,7 +662,8 @@ private slots:
         if (fault.endsWith("-write")) {
             QElapsedTimer clock;
             clock.start();
-            QVERIFY(writeEditedValue(0x20000000, "int", "5") != 0);
+            QString refusal;
+            QVERIFY(writeEditedValue(0x20000000, kCodeSigned, "5", refusal) != 0);
             QVERIFY(clock.elapsed() < 2500);
             const int readsAtWrite = *reads;
             if (code == 0) // sampling goes on after a refused write

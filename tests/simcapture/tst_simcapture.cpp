@@ -1,5 +1,6 @@
 // tidewatch-capture sampling the demo firmware (RAM at 0x80000000) through tidewatch-sim as real processes:
-// the globals above 0x7FFFFFFF with their encodings, CSV columns that follow the firmware, a --set write.
+// the globals above 0x7FFFFFFF with their encodings, CSV columns that follow the firmware, --set writes of
+// 1, 2, 4 and 8 bytes that leave their neighbours alone, 64-bit values with every digit.
 #include "SimChild.h"
 
 #include <QJsonArray>
@@ -8,15 +9,28 @@
 #include <QTemporaryDir>
 #include <QtTest>
 #include <algorithm>
+#include <cmath>
 
 namespace {
 const QString SimProgram = QStringLiteral(TIDEWATCH_SIM_BIN);
 const QString CaptureProgram = QStringLiteral(TIDEWATCH_CAPTURE_BIN);
 const QString DemoElf = QStringLiteral(TIDEWATCH_DEMO_HIGH_ELF);
 
-// The demo's globals that fit a 32-bit sample word, as the extractor names them.
-const QStringList DemoVariables = {"loop_counter", "sine_wave", "amplitude",     "follower",   "temperature",
-                                   "status_bits",  "motor.rpm", "motor.current", "samples[0]", "samples[3]"};
+// The demo's globals as the extractor names them: words, a double, 64-bit integers, packed bytes.
+const QStringList DemoVariables = {
+    "loop_counter",  "sine_wave",      "amplitude",           "follower",           "temperature",
+    "status_bits",   "motor.rpm",      "motor.current",       "samples[0]",         "samples[3]",
+    "ratio",         "trim_offset",    "set_point",           "wide_counter",       "settings.guard_low",
+    "settings.trim", "settings.level", "settings.guard_high", "settings.guard_wide"};
+// Written once sampling runs: variable, value before, value written (the CSV's texts).
+const QList<QStringList> Writes = {{"amplitude", "1000", "2500"},
+                                   {"trim_offset", "-5000000000", "-1234567890123"},
+                                   {"set_point", "1.5", "0.75"},
+                                   {"settings.trim", "-1", "-7"},
+                                   {"settings.level", "100", "-300"}};
+// The packed settings' neighbours, which the firmware never touches.
+const QList<QPair<const char*, QByteArray>> Guards = {
+    {"settings.guard_low", "90"}, {"settings.guard_high", "165"}, {"settings.guard_wide", "48879"}};
 
 // The CSV, every field a number. Word() reads an unsigned column as the sample word, and fails the
 // row when it is not a whole number.
@@ -36,6 +50,7 @@ struct Table {
         }
     }
     double At(int row, const char* name) const { return rows[row][header.indexOf(name)].toDouble(); }
+    QByteArray Text(int row, const QString& name) const { return rows[row][header.indexOf(name.toLatin1())]; }
     std::uint32_t Word(int row, const char* name) const {
         bool whole = false;
         const qulonglong word = rows[row][header.indexOf(name)].toULongLong(&whole);
@@ -78,11 +93,14 @@ private slots:
     void captureFollowsTheFirmware() {
         Sim::SimChild sim;
         QVERIFY2(sim.Start(SimProgram, {DemoElf}), sim.Output().constData());
+        QStringList args{"--port",     QString::number(sim.Port()),
+                         "--symbols",  m_dir.filePath("elf.json"),
+                         "--interval", "1000",
+                         "--duration", "3"};
+        for (const QStringList& w : Writes)
+            args << "--set" << w[0] + "=" + w[2];
         QProcess capture;
-        capture.start(CaptureProgram, QStringList{"--port", QString::number(sim.Port()), "--symbols",
-                                                  m_dir.filePath("elf.json"), "--interval", "1000",
-                                                  "--duration", "3", "--set", "amplitude=2500"} +
-                                          DemoVariables);
+        capture.start(CaptureProgram, args + DemoVariables);
         const bool ended = capture.waitForFinished(20000);
         const QString messages = QString::fromLocal8Bit(capture.readAllStandardError());
         QVERIFY2(ended && capture.exitStatus() == QProcess::NormalExit && capture.exitCode() == 0,
@@ -94,10 +112,14 @@ private slots:
         QVERIFY2(table.rows.size() >= 600, qPrintable(messages));
 
         // Time stamps from 0, always forward, about a period apart; the counter never goes back and rises
-        // (the emulator runs in bursts, so not at every sample); the write shows once, 1000 turning 2500.
+        // (the emulator runs in bursts, so not at every sample); each write shows once and stays, its
+        // neighbours keep their values; the double is a ratio; the 64-bit counter crosses 2^32 with every
+        // digit, but a sample may catch its two words half-stored, as on real hardware.
         QCOMPARE(table.At(0, "time"), 0.0);
         std::vector<double> steps;
-        int changedAt = -1;
+        QVector<int> changedAt(Writes.size(), -1);
+        int wideInRange = 0, wideAbove = 0;
+        double largestRatio = 0;
         for (int i = 0; i < table.rows.size(); ++i) {
             const QString row = table.rows[i].join(',');
             QVERIFY2(table.Word(i, "status_bits") != 0xDEADu, qPrintable(row));
@@ -107,14 +129,29 @@ private slots:
                 QVERIFY2(table.Word(i, "loop_counter") - table.Word(i - 1, "loop_counter") < 0x80000000u,
                          qPrintable(row));
             }
-            changedAt = changedAt < 0 && table.At(i, "amplitude") == 2500 ? i : changedAt;
-            QVERIFY2(table.At(i, "amplitude") == (changedAt < 0 ? 1000 : 2500), qPrintable(row));
+            for (int w = 0; w < Writes.size(); ++w) {
+                const QByteArray text = table.Text(i, Writes[w][0]);
+                changedAt[w] = changedAt[w] < 0 && text == Writes[w][2] ? i : changedAt[w];
+                QVERIFY2(text == Writes[w][changedAt[w] < 0 ? 1 : 2], qPrintable(Writes[w][0] + ": " + row));
+            }
+            for (const auto& [name, value] : Guards)
+                QVERIFY2(table.Text(i, name) == value, qPrintable(row));
+            bool whole = false;
+            const qulonglong wide = table.Text(i, "wide_counter").toULongLong(&whole);
+            QVERIFY2(whole && QByteArray::number(wide) == table.Text(i, "wide_counter"), qPrintable(row));
+            wideInRange += wide >= 0xFFFFFFFFull - 499999 && wide <= 0xFFFFFFFFull + 500000;
+            wideAbove += wide > 0xFFFFFFFFull && wide <= 0xFFFFFFFFull + 500000;
+            QVERIFY2(std::fabs(table.At(i, "ratio")) <= 1.0, qPrintable(row));
+            largestRatio = std::max(largestRatio, std::fabs(table.At(i, "ratio")));
         }
         std::nth_element(steps.begin(), steps.begin() + long(steps.size() / 2), steps.end());
         QVERIFY2(steps[steps.size() / 2] >= 800 && steps[steps.size() / 2] <= 1500, "median time step");
         QVERIFY2(table.Word(table.rows.size() - 1, "loop_counter") - table.Word(0, "loop_counter") > 100,
                  "counter");
-        QVERIFY2(changedAt > 0, "the write never showed");
+        QVERIFY2(!changedAt.contains(-1) && !changedAt.contains(0), "a write never showed");
+        QVERIFY2(wideInRange >= table.rows.size() * 95 / 100 && wideAbove > 0 && wideAbove < wideInRange,
+                 qPrintable(QString("%1 in range, %2 above 2^32").arg(wideInRange).arg(wideAbove)));
+        QVERIFY2(largestRatio > 0.5, "the double never moved");
     }
 };
 

@@ -217,6 +217,31 @@ private slots:
         QVERIFY(!dlg.isVisible());
     }
 
+    // Space on the tree's current variable ticks or unticks it, as in any list with check boxes; a
+    // variable no sample can hold is greyed with the reason and takes no tick.
+    void keyboardTicks() {
+        QVERIFY(LoadCatalogue(
+            "a.c=speed:20000000:int, odd:20000004:int:global:3, half:20000008:_Float16:global:2:float"));
+        SelectSymbolsDlg dlg;
+        dlg.BuildTree();
+        QTreeWidgetItem* group = dlg.Tree()->topLevelItem(0);
+        QString seen;
+        for (QTreeWidgetItem* item : {group->child(0), group, group->child(0)}) {
+            dlg.Tree()->setCurrentItem(item);
+            QTest::keyClick(dlg.Tree(), Qt::Key_Space);
+            seen += Ticks(&dlg) + " ";
+        }
+        QCOMPARE(seen, QString("x-- x-- --- "));
+        QVERIFY(!dlg.CheckBoxes().at(1)->isEnabled() && !dlg.CheckBoxes().at(2)->isEnabled());
+        QCOMPARE(dlg.CheckBoxes().at(0)->accessibleName(), QString("Select speed"));
+        QCOMPARE(QString("%1 %2: %3; %4")
+                     .arg(group->child(0)->isDisabled())
+                     .arg(group->child(1)->isDisabled())
+                     .arg(group->child(1)->toolTip(0), group->child(2)->toolTip(4)),
+                 QString("0 1: a value of 3 bytes cannot be sampled, only of 1, 2, 4 or 8; a floating value "
+                         "of 2 bytes cannot be sampled, only floats and doubles"));
+    }
+
     // A record to untick ("-": no catalogue): name address type scope size | ticks afterwards (all ticked
     // before); the confirmed marks change only on the next OK.
     void removeSelect_data() {

@@ -5,6 +5,7 @@
 #include "Console.h"
 #include "CsvWriter.h"
 #include "DataSource.h"
+#include "FrameQueue.h"
 #include "GetData.h"
 #include "Row.h"
 #include "SampleValue.h"
@@ -21,7 +22,9 @@
 #include <QTimer>
 #include <QVBoxLayout>
 #include <QtTest>
+#include <cfloat>
 #include <cstdio>
+#include <cstring>
 
 namespace {
 
@@ -38,7 +41,7 @@ public:
 
 const QString kMixed =
     "motor.c=speed:20000018:int, set_point:20000010:float, duty:20000014:unsigned short:global:2;"
-    "io.c=alias:20000014:char:global:1, flags:0x2000001c:unsigned char:global:1";
+    "io.c=alias:20000014:char:global:1, flags:0x2000001c:unsigned char:global:1, odd:20000020:int:global:3";
 
 // One letter per row: the show box ticked (x), open but unticked (o) or closed (-).
 QString ShowBoxes(VarTableWidget& table) {
@@ -100,6 +103,24 @@ class TableTest : public QObject {
         QVERIFY(!drop.isAccepted()); // an accepted move would make the drag source remove rows
     }
     VarTableWidget::LineItem* row(int i) const { return m_table->LineItems().at(i); }
+    // Frames of the watched variables' slots pushed into a fresh ring and drawn as the worker draws them.
+    void Feed(const QVector<QVector<uint64_t>>& frames) {
+        FrameQueue& queue = FrameQueue::instance();
+        queue.init();
+        for (int i = 0; i < frames.size(); ++i) {
+            SampleFrame frame{uint64_t(i), {}, frames[i].size()};
+            std::copy(frames[i].begin(), frames[i].end(), frame.value);
+            queue.push(frame);
+        }
+        QVector<QVector<QPointF>> batch(watchList().count);
+        GetData::Drain(batch, false);
+        m_source->Display(batch, QVector<QVector<float>>(batch.size()));
+    }
+    static SampleFrame LastFrame() {
+        SampleFrame frame{};
+        FrameQueue::instance().newest(frame);
+        return frame;
+    }
     // Texts of the columns in one variable row ("Value": the value cell).
     QString texts(int r, const QStringList& columns) const {
         QStringList texts;
@@ -264,6 +285,7 @@ private slots:
         QTest::newRow("nothing changed") << "speed,duty;speed,duty | duty speed | 1";
         QTest::newRow("one goes, two come") << "speed,duty;speed,set_point,flags | set_point speed flags | 2";
         QTest::newRow("cleared, then back") << "speed,duty;- | duty speed | 3";
+        QTest::newRow("3 bytes never make a row") << "speed,odd;speed,odd | speed | 1";
     }
     void selection() {
         const QStringList f = Row::Fields();
@@ -402,32 +424,35 @@ private slots:
         QVERIFY(row(1)->valueEdit->isEnabled());
     }
 
-    // Values shown by type; a changed value red, a held one black; min and max follow; a cell being
-    // edited is left alone until it is idle again; after a drag the values follow their rows.
+    // The value cell shows the newest sample by its own type, unscaled, while the curve is scaled; a
+    // changed value red, a held one black; min and max follow the curve; a cell being edited is left
+    // alone until it is idle again; after a drag the values follow their rows.
     void liveValues() {
         QVERIFY(LoadCatalogue("a.c=f:20000000:float, i:20000004:int, e:20000008:int"));
         SelectByName(*m_table, {"f", "i", "e"});
+        watchList().scale[1] = 0.1f; // a resolution of 0.1 for "i"
         const auto colour = [this](int r) {
             return row(r)->valueEdit->palette().color(QPalette::Text).name();
         };
-        m_source->Display({{QPointF(0, 1.0f), QPointF(1, double(3.14159265f))},
-                           {QPointF(0, 9), QPointF(1, 1234567)},
-                           {QPointF(0, 7)}},
-                          {{}, {}, {}});
+        const auto bits = [](float f) {
+            uint32_t b;
+            std::memcpy(&b, &f, 4);
+            return uint64_t(b);
+        };
+        Feed({{bits(1.0f), 9, 7}, {bits(3.14159265f), 6524443, 7}});
         QCOMPARE(texts(0, {"Value", "min", "max"}) + " " + texts(1, {"Value", "min", "max"}),
-                 QString("3.14159 1 3.14159 1.23457e+06 9 1.23457e+06"));
+                 QString("3.1415927 1 3.14159 6524443 0 652444"));
+        QCOMPARE(m_source->Points().at(1).last().y(), 652444.0);
         QCOMPARE(colour(0), QString("#ff0000"));
         row(2)->valueEdit->SetIdle(false); // being edited, as a click leaves it
         row(2)->valueEdit->setText("77");
-        m_source->Display({{QPointF(2, double(0.000012345f))}, {QPointF(2, 1234567)}, {QPointF(2, 8)}},
-                          {{}, {}, {}});
-        QCOMPARE(column("Value"), QString("1.2345e-05 1.23457e+06 77"));
+        Feed({{bits(0.000012345f), 6524443, 8}});
+        QCOMPARE(column("Value"), QString("1.2345e-05 6524443 77"));
         QCOMPARE(colour(0) + colour(1), QString("#ff0000#000000"));
         row(2)->valueEdit->SetIdle(true); // leaving the cell hands it back to the refresh
         // Items re-made, widgets moved; the records keep their order.
         m_table->GetTableWidget()->SwapRow(0, 2);
-        m_source->Display({{QPointF(3, 5), QPointF(4, -42)}, {QPointF(3, 5)}, {QPointF(3, 9), QPointF(4, 8)}},
-                          {{}, {}, {}});
+        Feed({{bits(5.0f), 5, 9}, {bits(-42.0f), 5, 8}});
         QCOMPARE(row(0)->valueEdit->text() + " " + texts(2, {"max"}) + " " + texts(0, {"min"}),
                  QString("-42 5 8"));
         QSignalSpy change(m_table, &VarTableWidget::ChangeYResolutionAndOffset);
@@ -435,44 +460,96 @@ private slots:
         QCOMPARE(change.first().at(0).toUInt(), 0x20000008u);
     }
 
-    // A sampled word by the variable's type text and encoding key (empty: an older catalogue without it)
-    // as the CSV, the chart and the value cell read it, and what that cell accepts ("none": nothing).
-    // type | encoding | size | frame word | reading | accepted | refused
+    // A variable's sample from its bytes as they come off the wire to the CSV text, the value cell's text
+    // (the same) and the chart's point. Type text, encoding key (empty: an older catalogue without it),
+    // size, the bytes little-endian in hex.
     void valueTypes_data() {
-        Row::Column();
-        QTest::newRow("char keeps its reading") << "char | unsigned | 1 | ff | 255 | none | 65 -1";
-        QTest::newRow("signed char") << "signed char | signed | 1 | ff | -1 | -128 127 | 128";
-        QTest::newRow("unsigned char") << "unsigned char | unsigned | 1 | ff | 255 | 255 | 256 -1";
-        QTest::newRow("short: inverted bounds") << "short | signed | 2 | fffe | -2 | none | 0 100 -5";
-        QTest::newRow("unsigned short") << "unsigned short | unsigned | 2 | fffe | 65534 | 65535 | 65536 -1";
-        QTest::newRow("int") << "int | signed | 4 | ffffffff | -1 | -123456 | 1.5";
-        QTest::newRow("unsigned int: what a write can carry")
-            << "unsigned int | unsigned | 4 | ffffffff | 4294967295 | 0 2147483647 | -1 2147483648";
-        QTest::newRow("long by name") << "long |  | 4 | 80000000 | -2147483648 | -5 0 | 1.5";
-        QTest::newRow("uint32_t by name") << "uint32_t |  | 4 | 186a0 | 100000 | 100000 | -1";
-        QTest::newRow("typedef by key") << "counter_t | unsigned | 4 | 186a0 | 100000 | 7 | -7 1.5";
-        QTest::newRow("int16_t by name") << "int16_t |  | 2 | 8000 | -32768 | -32768 | 32768";
-        QTest::newRow("enum of unsigned values") << "enum flags | unsigned | 1 | 80 | 128 | 255 | 256";
-        QTest::newRow("float") << "float | float | 4 | 3fc00000 | 1.5 | 1.5 -2.75 | x";
-        QTest::newRow("double of 8 bytes is not decoded") << "double | float | 8 | 0 | 0 | -2.75 | 1e";
-        QTest::newRow("unknown type, case matters") << "Int |  | 4 | ffffffff | 4294967295 | none | 5";
+        for (const char* column : {"type", "encoding", "size", "bytes", "text", "point"})
+            column == QString("size")    ? QTest::addColumn<int>(column)
+            : column == QString("point") ? QTest::addColumn<double>(column)
+                                         : QTest::addColumn<QString>(column);
+        const auto row = [](const char* name, QString type, QString encoding, int size, QString bytes,
+                            QString text, double point) {
+            QTest::newRow(name) << type << encoding << size << bytes << text << point;
+        };
+        row("char is unsigned", "char", "unsigned", 1, "ff", "255", 255);
+        row("signed char lowest", "signed char", "signed", 1, "80", "-128", -128);
+        row("unsigned char", "unsigned char", "unsigned", 1, "fe", "254", 254);
+        row("short lowest", "short", "", 2, "0080", "-32768", -32768);
+        row("unsigned short", "unsigned short", "unsigned", 2, "feff", "65534", 65534);
+        row("int lowest", "int", "signed", 4, "00000080", "-2147483648", -2147483648.0);
+        row("long by name", "long", "", 4, "ffffffff", "-1", -1);
+        row("unsigned int top", "unsigned int", "unsigned", 4, "ffffffff", "4294967295", 4294967295.0);
+        row("counter of 7 digits", "uint32_t", "", 4, "1b8e6300", "6524443", 6524443);
+        row("enum of unsigned values", "enum flags", "unsigned", 1, "80", "128", 128);
+        row("unknown type, case matters", "Int", "", 4, "ffffffff", "4294967295", 4294967295.0);
+        row("int64 lowest", "long long", "signed", 8, "0000000000000080", "-9223372036854775808", -0x1p63);
+        row("int64_t by name", "int64_t", "", 8, "00f2052a01000000", "5000000000", 5e9);
+        row("above 2^53: every digit", "uint64_t", "", 8, "0100000000002000", "9007199254740993", 0x1p53);
+        row("uint64 top", "unsigned long long", "unsigned", 8, "ffffffffffffffff", "18446744073709551615",
+            0x1p64);
+        row("float, shortest text", "float", "float", 4, "db0f4940", "3.1415927", double(3.1415927f));
+        row("float lowest", "float", "float", 4, "ffff7fff", "-3.4028235e+38", -double(FLT_MAX));
+        row("float infinity", "float", "float", 4, "0000807f", "inf", qInf());
+        row("double", "double", "float", 8, "9a9999999999b93f", "0.1", 0.1);
+        row("double lowest", "double", "float", 8, "ffffffffffffefff", "-1.7976931348623157e+308", -DBL_MAX);
     }
     void valueTypes() {
-        const QStringList f = Row::Fields();
-        QVERIFY(LoadCatalogue(QString("a.c=v:20000000:%1:global:%2:%3").arg(f[0], f[2], f[1].trimmed())));
+        QFETCH(QString, type);
+        QFETCH(QString, encoding);
+        QFETCH(int, size);
+        QFETCH(QString, bytes);
+        QFETCH(QString, text);
+        QFETCH(double, point);
+        QVERIFY(LoadCatalogue(QString("a.c=v:20000000:%1:global:%2:%3").arg(type).arg(size).arg(encoding)));
         SelectByName(*m_table, {"v"});
-        const SampleFrame frame{0, {f[3].toUInt(nullptr, 16)}, {watchList().typeCode[0]}, 1};
+        const QByteArray raw = QByteArray::fromHex(bytes.toLatin1());
+        QCOMPARE(raw.size(), size);
+        Feed({{slotFromBytes(reinterpret_cast<const uint8_t*>(raw.constData()), size)}});
         std::string line;
-        CsvWriter::formatFrame(frame, line);
-        QCOMPARE(QString::fromStdString(line), "0," + f[4] + "\n");
-        m_source->Display({{GetData::PointOf(frame, 0)}}, {{}});
-        QCOMPARE(m_source->Points().at(0).at(0).y(), f[4].toDouble());
-        QCOMPARE(row(0)->valueEdit->text(), QString::number(f[4].toDouble(), 'g', 6));
-        QStringList accepted;
-        for (QString text : QString(f[5] + " " + f[6]).split(' ', Qt::SkipEmptyParts))
-            if (int pos = 0; row(0)->valueEdit->validator()->validate(text, pos) == QValidator::Acceptable)
-                accepted << text;
-        QCOMPARE(accepted.join(' '), f[5] == "none" ? QString() : f[5]);
+        CsvWriter::formatFrame(LastFrame(), {watchList().typeCode[0]}, line);
+        QCOMPARE(QString::fromStdString(line), "0," + text + "\n");
+        QCOMPARE(row(0)->valueEdit->text(), text);
+        QCOMPARE(m_source->Points().at(0).at(0).y(), point);
+    }
+
+    // What the value cell takes of a variable's type ("v", at 0x20000000), as a write takes it, and what
+    // the status bar says on Return (no server runs: an accepted value fails to go out).
+    void valueCell_data() {
+        for (const char* column : {"type", "size", "text", "state", "said"})
+            column == QString("size") || column == QString("state") ? QTest::addColumn<int>(column)
+                                                                    : QTest::addColumn<QString>(column);
+        const auto row = [](const char* name, QString type, int size, QString text, int state, QString said) {
+            QTest::newRow(name) << type << size << text << state << said;
+        };
+        const int ok = QValidator::Acceptable, typing = QValidator::Intermediate, no = QValidator::Invalid;
+        const QString failed = "Writing v = %1 failed (error -1)", refused = "v = %1 is not written: %2 (%3)";
+        row("short lowest", "short", 2, "-32768", ok, failed.arg(-32768));
+        row("short beyond", "short", 2, "40000", typing,
+            refused.arg(40000).arg("outside the range -32768 to 32767", "short"));
+        row("short decimals", "short", 2, "7.5", no, refused.arg("7.5", "not a whole number", "short"));
+        row("char 255", "char", 1, "255", ok, failed.arg(255));
+        row("char hex begun", "char", 1, "0x", typing, refused.arg("0x", "not a number", "char"));
+        row("uint64 top", "unsigned long long", 8, "18446744073709551615", ok,
+            failed.arg("18446744073709551615"));
+        row("float exponent begun", "float", 4, "-1e", typing, refused.arg("-1e", "not a number", "float"));
+        row("double nan", "double", 8, "nan", ok, failed.arg("nan"));
+        row("double letters", "double", 8, "x", no, refused.arg("x", "not a number", "double"));
+    }
+    void valueCell() {
+        QFETCH(QString, type);
+        QFETCH(int, size);
+        QFETCH(QString, text);
+        QFETCH(int, state);
+        QFETCH(QString, said);
+        QVERIFY(LoadCatalogue(QString("a.c=v:20000000:%1:global:%2").arg(type).arg(size)));
+        SelectByName(*m_table, {"v"});
+        QString typed = text;
+        int pos = 0;
+        QCOMPARE(int(row(0)->valueEdit->validator()->validate(typed, pos)), state);
+        QSignalSpy failed(m_table, &VarTableWidget::WriteFailed);
+        m_table->ValueLineEdited(row(0)->valueEdit, text);
+        QCOMPARE(failed.value(0).value(0).toString(), said);
     }
 
     // Address texts are 32-bit hexadecimal, "0x" or not (above 32 bits: the sampling tests); a sampling
@@ -482,6 +559,7 @@ private slots:
         setConsoleStream(console);
         VarParser::VarDes ok, bad;
         ok.address = "0xffffffff";
+        ok.size = 4;
         bad.name = "far_away";
         bad.address = "zz";
         QCOMPARE(startSampling({ok, bad}), -1);

@@ -1,5 +1,6 @@
 #include "CaptureOptions.h"
 
+#include "ValueKind.h"
 #include "WatchList.h"
 
 #include <QCommandLineParser>
@@ -64,7 +65,7 @@ bool parseCaptureOptions(const QStringList& arguments, CaptureOptions& options, 
         "Samples variables of a running target through a GDB server with high-speed sampling and writes\n"
         "them as CSV: a header 'time,NAME1,NAME2,...', then one line per sample: its time stamp\n"
         "distance from the first sample, then each value (whole numbers for integer types, signed or\n"
-        "unsigned as the type says; floats for floating types).\n"
+        "unsigned as the type says, every digit; floats and doubles as their shortest exact text).\n"
         "A summary goes to standard error. Exit codes: 0 done, 2 usage, 3 no connection to the server,\n"
         "4 the session ended with an error, 5 a --set write failed.");
     const QCommandLineOption help({"h", "help"}, "Show this help.");
@@ -76,8 +77,12 @@ bool parseCaptureOptions(const QStringList& arguments, CaptureOptions& options, 
     const QCommandLineOption duration("duration", "Stop after this many seconds.", "SEC");
     const QCommandLineOption samples("samples", "Stop after this many samples.", "N");
     const QCommandLineOption output("output", "Write the CSV here instead of standard output.", "FILE");
-    const QCommandLineOption set("set", "Once sampling runs, write VALUE into variable NAME (repeatable).",
-                                 "NAME=VALUE");
+    const QCommandLineOption set(
+        "set",
+        "Once sampling runs, write VALUE into variable NAME in its own type, exactly\n"
+        "its bytes (repeatable). A VALUE that is no value of that type (out of range,\n"
+        "not a whole number for an integer) ends with code 5 before anything is written.",
+        "NAME=VALUE");
     const QCommandLineOption stall(
         "stall-timeout", "Give up when the server has not answered for this long (default 5).", "SEC", "5");
     parser.addOptions({help, host, port, symbols, interval, duration, samples, output, set, stall});
@@ -197,6 +202,13 @@ bool parseCaptureOptions(const QStringList& arguments, CaptureOptions& options, 
             return false;
         }
         options.sets.append(a);
+    }
+    for (const VarParser::VarDes& v : options.variables) {
+        const QString why = unsampledReason(valueKindOf(v.type, v.encoding), v.size);
+        if (!why.isEmpty()) {
+            error = QString("'%1' (%2, %3 bytes): %4").arg(v.name, v.type).arg(v.size).arg(why);
+            return false;
+        }
     }
     // A catalogue address that is no 32-bit address would be sampled or written somewhere else.
     QVector<VarParser::VarDes> named = options.variables;

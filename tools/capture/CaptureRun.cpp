@@ -3,10 +3,11 @@
 #include "Acquisition.h"
 #include "CommonCfg.h"
 #include "CsvWriter.h"
-#include "SessionEnd.h"
 #include "FrameQueue.h"
 #include "HssSession.h"
 #include "MemoryWrite.h"
+#include "SessionEnd.h"
+#include "WatchList.h"
 
 #include <chrono>
 #include <time.h>
@@ -30,7 +31,8 @@ bool applyAssignments(const CaptureOptions& options, std::FILE* err) {
     bool allOk = true;
     for (const CaptureOptions::Assignment& a : options.sets) {
         const uint32_t address = a.target.address.toUInt(nullptr, 16);
-        const int rc = writeEditedValue(address, a.target.type, a.value);
+        QString refusal;
+        const int rc = writeEditedValue(address, typeCodeOf(a.target), a.value, refusal);
         if (rc == 0) {
             std::fprintf(err, "tidewatch-capture: set %s = %s: ok\n", qPrintable(a.name),
                          qPrintable(a.value));
@@ -41,6 +43,20 @@ bool applyAssignments(const CaptureOptions& options, std::FILE* err) {
         }
     }
     return allOk;
+}
+
+// A --set value that is no value of its variable's type stops the capture before anything is written.
+bool assignmentsReadable(const CaptureOptions& options, std::FILE* err) {
+    for (const CaptureOptions::Assignment& a : options.sets) {
+        WriteRequest request;
+        QString refusal;
+        if (!makeEditRequest(0, typeCodeOf(a.target), a.value, request, refusal)) {
+            std::fprintf(err, "tidewatch-capture: --set %s=%s is not written: %s (%s)\n", qPrintable(a.name),
+                         qPrintable(a.value), qPrintable(refusal), qPrintable(a.target.type));
+            return false;
+        }
+    }
+    return true;
 }
 
 } // namespace
@@ -54,6 +70,8 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
     for (const VarParser::VarDes& v : options.variables)
         names << v.name;
 
+    if (!assignmentsReadable(options, err))
+        return 5;
     const int started = startSampling(options.variables);
     if (started != 0) {
         if (samplingStartFailure() == 2) {
@@ -64,7 +82,8 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
         return 4;
     }
 
-    CsvWriter writer(out);
+    const WatchList& watch = watchList();
+    CsvWriter writer(out, std::vector<int32_t>(watch.typeCode, watch.typeCode + watch.count));
     writer.writeHeader(names);
 
     FrameQueue& queue = FrameQueue::instance();
