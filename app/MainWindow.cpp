@@ -104,6 +104,10 @@ void MainWindow::CreateActions() {
     aboutVarAct = make(tr("About"), tr("About Variable"), &MainWindow::About);
     configAct = make(tr("&Config"), tr("Set the option of project"), &MainWindow::Config);
     aboutAct = make(tr("&About"), tr("Show the application's About box"), &MainWindow::About);
+    exitAct = new QAction(tr("E&xit"), this);
+    exitAct->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
+    exitAct->setStatusTip(tr("Exit the application"));
+    connect(exitAct, &QAction::triggered, this, &QWidget::close);
 
     auto tool = [&](const QString& text, const char* theme, const char* fallback, const QString& tip,
                     void (MainWindow::*slot)()) {
@@ -127,6 +131,8 @@ void MainWindow::CreateMenus() {
     file->addActions({newAct, openAct, saveAct, saveAsAct});
     file->addSeparator();
     file->addAction(saveDataAct);
+    file->addSeparator();
+    file->addAction(exitAct);
     // The tool bar's controls, also reachable from the keyboard through the menu bar.
     QMenu* sampling = menuBar()->addMenu(tr("S&ampling"));
     sampling->addActions({startAct, stopAct, zoomInAct, zoomOutAct});

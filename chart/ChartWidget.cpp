@@ -3,12 +3,12 @@
 #include "CommonCfg.h"
 #include "DataSource.h"
 #include "FrameQueue.h"
+#include "LogCategories.h"
 #include "TimeAxis.h"
 #include "VarChartView.h"
 
 #include <QBrush>
 #include <QCheckBox>
-#include <QDebug>
 #include <QFontMetricsF>
 #include <QGraphicsRectItem>
 #include <QGraphicsSimpleTextItem>
@@ -205,7 +205,7 @@ void ChartWidget::ReInitChartShow(QList<VarTableWidget::LineItem*>& lineItems) {
 
 void ChartWidget::ChartShowChanged(QList<VarTableWidget::LineItem*>& lineItems) {
     if (lineItems.size() != seriesList.size()) {
-        qDebug() << "line count and series count not match";
+        qCDebug(lcChart) << "line count and series count not match";
         return;
     }
     rows = lineItems;
@@ -268,17 +268,17 @@ void ChartWidget::InitScroll(qint64 min, qint64 max, qint64 step) {
     scrollBar->setSingleStep(static_cast<int>(step / 10));
     scrollBar->setPageStep(static_cast<int>(step));
     scrollBar->setValue(static_cast<int>(max));
-    qDebug() << "InitScroll min = " << min << "max " << max << " step " << step;
+    qCDebug(lcChart) << "InitScroll min = " << min << "max " << max << " step " << step;
 }
 
 void ChartWidget::ScrollValueChanged(int value) {
-    qDebug() << "ScrollValueChanged value " << value << " step =" << scrollBar->pageStep();
+    qCDebug(lcChart) << "ScrollValueChanged value " << value << " step =" << scrollBar->pageStep();
     axisX->setRange(value, static_cast<double>(value) + scrollBar->pageStep());
     emit GetDataFromQueue();
 }
 
 void ChartWidget::SetScrollBegin(int begin) {
-    qDebug() << "SetScrollBegin";
+    qCDebug(lcChart) << "SetScrollBegin";
     scrollStart = begin;
     InitScroll(begin, right, right - left);
 }
@@ -292,8 +292,8 @@ void ChartWidget::ResetXRangeByQueueSize() {
     queue.frameAt(count == 0 ? kQueueCapacity - 1 : count - 1, frame);
     right = ChartTime(frame.time);
     const qint64 step = static_cast<qint64>(CommonCfg::CurrentStepValue()) * CommonCfg::ChartDivisions();
-    qDebug() << "Reset Xrange by last  Data"
-             << " begin = " << scrollStart << " max = " << right << " step " << step;
+    qCDebug(lcChart) << "Reset Xrange by last  Data"
+                     << " begin = " << scrollStart << " max = " << right << " step " << step;
     InitScroll(scrollStart, right > step ? right - step : 0, step);
 }
 

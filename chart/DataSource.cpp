@@ -6,11 +6,11 @@
 #include "FrameQueue.h"
 #include "FrameRate.h"
 #include "GetData.h"
+#include "LogCategories.h"
 #include "MemoryWrite.h"
 #include "SampleValue.h"
 #include "WatchList.h"
 
-#include <QDebug>
 #include <QGraphicsScene>
 #include <QGraphicsView>
 #include <QLabel>
@@ -159,8 +159,8 @@ int DataSource::ScalingIndex(quint32 address) {
 }
 
 void DataSource::SetLastDataYResolutionAndOffset(quint32 address, int yOffset, double yResolution) {
-    qDebug() << "SetLastDataYResolutionAndOffset addr =" << address << " yo= " << yOffset << " yr "
-             << yResolution;
+    qCDebug(lcChart) << "SetLastDataYResolutionAndOffset addr =" << address << " yo= " << yOffset << " yr "
+                     << yResolution;
     if (CommonCfg::RunFlag() == 0 || stopped)
         return;
     SetYResolutionAndOffset(address, yOffset, yResolution);

@@ -2,6 +2,7 @@
 
 #include "CommonCfg.h"
 #include "DataSource.h"
+#include "LogCategories.h"
 #include "MemoryWrite.h"
 #include "SampleValue.h"
 #include "TypedValueValidator.h"
@@ -10,7 +11,6 @@
 
 #include <QCheckBox>
 #include <QColorDialog>
-#include <QDebug>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
@@ -63,6 +63,11 @@ QString General(double value) {
 void PrintLine(const QString& line) {
     std::printf("%s\n", qPrintable(line));
     std::fflush(stdout);
+}
+
+// Row bookkeeping once printed to standard output: a debug line now, its text unchanged.
+void DebugLine(const QString& line) {
+    qCDebug(lcTable).noquote() << line;
 }
 
 } // namespace
@@ -331,7 +336,7 @@ void VarTableWidget::RemoveLine(int row) {
         return;
     emit RemoveItem(*item->varDes);
     DropRecord(row, item);
-    PrintLine(QString("RemoveLine index = %1").arg(row));
+    DebugLine(QString("RemoveLine index = %1").arg(row));
     emit RemoveSeriesById(row);
 }
 
@@ -351,7 +356,7 @@ void VarTableWidget::OnClickedTable(int row, int column) {
     QPixmap swatch(m_swatchSize, m_swatchSize);
     swatch.fill(color);
     label->setPixmap(swatch);
-    qDebug() << "ChangeColor#1";
+    qCDebug(lcTable) << "ChangeColor#1";
     label->setProperty("rgb", QVariant::fromValue<uint>(color.rgb()));
     emit SendChartShowChanged(m_lineItems);
 }
@@ -456,7 +461,7 @@ void VarTableWidget::CellChanged(int row, int column) {
     const double resolution = cell->text().toFloat();
     emit ChangeYResolutionAndOffset(address, offset, resolution);
     if (Stopped()) {
-        PrintLine(QString("addr = %1 yOfst %2 yRes %3").arg(address).arg(offset).arg(resolution));
+        DebugLine(QString("addr = %1 yOfst %2 yRes %3").arg(address).arg(offset).arg(resolution));
         emit ChangeLastYResolutionAndOffset(address, offset, resolution);
     }
 }
