@@ -83,6 +83,7 @@ void ChartWidget::InitChartView() {
     axisY->setLabelsVisible(false);
     chart->addAxis(axisX, Qt::AlignBottom);
     chart->addAxis(axisY, Qt::AlignLeft);
+    // Added after the X axis: the view zooms the first horizontal axis.
     timeLabels = new QtCharts::QCategoryAxis;
     timeLabels->setLabelsPosition(QtCharts::QCategoryAxis::AxisLabelsPositionOnValue);
     timeLabels->setGridLineVisible(false);
@@ -164,6 +165,7 @@ void ChartWidget::UpdateTimeLabels() {
 void ChartWidget::ShowStep() {
     stepLabel->setText(CommonCfg::CurrentStepLabel());
     stepLabel->adjustSize();
+    UpdateTimeLabels(); // the unit follows the time base
 }
 
 void ChartWidget::ResizeWidth(int width) {
@@ -173,7 +175,6 @@ void ChartWidget::ResizeWidth(int width) {
     axisX->setMax(axisX->min() + static_cast<double>(ticks - 1) * CommonCfg::CurrentStepValue());
     if (stepLabel != nullptr)
         ShowStep();
-    UpdateTimeLabels();
 }
 
 void ChartWidget::ReplaceSeries(const QList<QLineSeries*>& series) {

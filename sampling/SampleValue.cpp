@@ -128,6 +128,13 @@ QString sampleText(uint64_t slot, int32_t typeCode) {
     return QString::fromLatin1(text, static_cast<int>(end - text));
 }
 
+int widestSampleText(int32_t typeCode) {
+    if (typeCode == kCodeFloat || typeCode == kCodeDouble)
+        return typeCode == kCodeFloat ? 15 : 24;
+    const int size = sizeOfCode(typeCode);
+    return size == 1 ? 4 : size == 2 ? 6 : size == 4 ? 11 : 20;
+}
+
 bool isWholeNumberCode(int32_t typeCode) {
     return typeCode != kCodeFloat && typeCode != kCodeDouble;
 }

@@ -50,6 +50,8 @@ SampleReading readSample(uint64_t slot, int32_t typeCode);
 constexpr int kSampleTextMax = 32;
 char* formatSample(char* first, uint64_t slot, int32_t typeCode);
 QString sampleText(uint64_t slot, int32_t typeCode);
+// The most characters sampleText() gives for a code ("-9223372036854775808", "-2.2250738585072014e-308").
+int widestSampleText(int32_t typeCode);
 
 // True for the codes whose values are whole numbers (drawn truncated, written without decimals).
 bool isWholeNumberCode(int32_t typeCode);

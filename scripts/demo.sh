@@ -41,7 +41,7 @@ echo "demo: tidewatch-sim runs the demo firmware on 127.0.0.1:$port"
 (cd "$work" && "$bin/readelf_variables" "$elf")
 echo "demo: readelf_variables listed $(grep -o '"name"' "$work/elf.json" | wc -l) names in elf.json"
 
-vars=(loop_counter status_bits sine_wave amplitude follower temperature motor.rpm motor.current samples[0])
+vars=(loop_counter status_bits sine_wave amplitude follower temperature motor.rpm motor.current samples[0] ratio wide_counter)
 echo "demo: sampling ${vars[*]} every 1000 us for 3 s, and setting amplitude to 2500 on the way"
 "$bin/tidewatch-capture" --port "$port" --symbols "$work/elf.json" --interval 1000 --duration 3 \
     --set amplitude=2500 --output "$work/demo.csv" "${vars[@]}"

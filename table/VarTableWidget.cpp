@@ -232,6 +232,9 @@ void VarTableWidget::FillRow(int row, LineItem* item) {
     m_table->setItem(row, Column(m_addressTitle), ReadOnlyItem(des->address));
     m_table->setItem(row, Column(m_typeTitle), ReadOnlyItem(des->type));
     item->valueEdit->setValidator(MakeValueValidator(des->type, des->encoding, des->size, item->valueEdit));
+    // Room for every digit of the widest value of the type; the column follows its widest cell.
+    const QString widest(widestSampleText(typeCodeOf(*des)), '8');
+    item->valueEdit->setMinimumWidth(item->valueEdit->fontMetrics().horizontalAdvance(widest) + 12);
     m_table->setCellWidget(row, Column(m_valueTitle), item->valueCell);
     m_table->setItem(row, Column(m_yResolutionTitle), item->yResolutionItem);
     m_table->setItem(row, Column(m_yOffsetTitle), item->yOffsetItem);

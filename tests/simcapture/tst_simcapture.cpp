@@ -93,10 +93,9 @@ private slots:
     void captureFollowsTheFirmware() {
         Sim::SimChild sim;
         QVERIFY2(sim.Start(SimProgram, {DemoElf}), sim.Output().constData());
-        QStringList args{"--port",     QString::number(sim.Port()),
-                         "--symbols",  m_dir.filePath("elf.json"),
-                         "--interval", "1000",
-                         "--duration", "3"};
+        QStringList args =
+            QString("--port %1 --interval 1000 --duration 3 --symbols").arg(sim.Port()).split(' ');
+        args << m_dir.filePath("elf.json");
         for (const QStringList& w : Writes)
             args << "--set" << w[0] + "=" + w[2];
         QProcess capture;

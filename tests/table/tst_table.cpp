@@ -116,11 +116,6 @@ class TableTest : public QObject {
         GetData::Drain(batch, false);
         m_source->Display(batch, QVector<QVector<float>>(batch.size()));
     }
-    static SampleFrame LastFrame() {
-        SampleFrame frame{};
-        FrameQueue::instance().newest(frame);
-        return frame;
-    }
     // Texts of the columns in one variable row ("Value": the value cell).
     QString texts(int r, const QStringList& columns) const {
         QStringList texts;
@@ -474,11 +469,9 @@ private slots:
         };
         row("char is unsigned", "char", "unsigned", 1, "ff", "255", 255);
         row("signed char lowest", "signed char", "signed", 1, "80", "-128", -128);
-        row("unsigned char", "unsigned char", "unsigned", 1, "fe", "254", 254);
         row("short lowest", "short", "", 2, "0080", "-32768", -32768);
         row("unsigned short", "unsigned short", "unsigned", 2, "feff", "65534", 65534);
         row("int lowest", "int", "signed", 4, "00000080", "-2147483648", -2147483648.0);
-        row("long by name", "long", "", 4, "ffffffff", "-1", -1);
         row("unsigned int top", "unsigned int", "unsigned", 4, "ffffffff", "4294967295", 4294967295.0);
         row("counter of 7 digits", "uint32_t", "", 4, "1b8e6300", "6524443", 6524443);
         row("enum of unsigned values", "enum flags", "unsigned", 1, "80", "128", 128);
@@ -506,10 +499,13 @@ private slots:
         const QByteArray raw = QByteArray::fromHex(bytes.toLatin1());
         QCOMPARE(raw.size(), size);
         Feed({{slotFromBytes(reinterpret_cast<const uint8_t*>(raw.constData()), size)}});
+        SampleFrame frame{};
+        FrameQueue::instance().newest(frame);
         std::string line;
-        CsvWriter::formatFrame(LastFrame(), {watchList().typeCode[0]}, line);
+        CsvWriter::formatFrame(frame, {watchList().typeCode[0]}, line);
         QCOMPARE(QString::fromStdString(line), "0," + text + "\n");
         QCOMPARE(row(0)->valueEdit->text(), text);
+        QVERIFY(row(0)->valueEdit->minimumWidth() > row(0)->valueEdit->fontMetrics().horizontalAdvance(text));
         QCOMPARE(m_source->Points().at(0).at(0).y(), point);
     }
 
@@ -530,10 +526,7 @@ private slots:
         row("short decimals", "short", 2, "7.5", no, refused.arg("7.5", "not a whole number", "short"));
         row("char 255", "char", 1, "255", ok, failed.arg(255));
         row("char hex begun", "char", 1, "0x", typing, refused.arg("0x", "not a number", "char"));
-        row("uint64 top", "unsigned long long", 8, "18446744073709551615", ok,
-            failed.arg("18446744073709551615"));
         row("float exponent begun", "float", 4, "-1e", typing, refused.arg("-1e", "not a number", "float"));
-        row("double nan", "double", 8, "nan", ok, failed.arg("nan"));
         row("double letters", "double", 8, "x", no, refused.arg("x", "not a number", "double"));
     }
     void valueCell() {
