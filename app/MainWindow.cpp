@@ -3,10 +3,10 @@
 #include "Acquisition.h"
 #include "ChartWidget.h"
 #include "CommonCfg.h"
+#include "DataFile.h"
 #include "DataSource.h"
 #include "Images.h"
 #include "ProjectDialog.h"
-#include "RingCsv.h"
 #include "SelectSymbolsDlg.h"
 #include "SessionEnd.h"
 #include "TableDockWidget.h"
@@ -14,7 +14,6 @@
 #include "VarChartView.h"
 #include "VarParser.h"
 #include "VarTableWidget.h"
-#include "WatchList.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -22,7 +21,6 @@
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
-#include <QProgressDialog>
 #include <QStatusBar>
 #include <QTimer>
 #include <QToolBar>
@@ -266,8 +264,9 @@ void MainWindow::OpenProject() {
 }
 
 void MainWindow::SaveAs() {
-    const QString file =
-        QFileDialog::getSaveFileName(this, tr("Save project file as"), ProjectFolder(), tr(kProjectFilter));
+    const QString file = AskSaveFile(this, tr("Save project file as"),
+                                     ProposedProjectFile(projectPath, CommonCfg::Record().elf),
+                                     tr(kProjectFilter), QStringLiteral("tidewatch"));
     if (file.isEmpty())
         return;
     projectPath = file;
@@ -280,24 +279,12 @@ void MainWindow::Save() {
 
 void MainWindow::SaveData() {
     const QString file =
-        QFileDialog::getSaveFileName(this, tr("Save data"), ProjectFolder(), tr("CSV files (*.csv)"));
+        AskSaveFile(this, tr("Save data"),
+                    ProposedDataFile(projectPath, CommonCfg::Record().elf, QDateTime::currentDateTime()),
+                    tr("CSV files (*.csv)"), QStringLiteral("csv"));
     if (file.isEmpty())
         return;
-    QStringList names;
-    for (int i = 0; i < watchList().count; ++i)
-        names << watchList().name[i];
-    QProgressDialog progress(tr("Saving data..."), tr("Cancel"), 0, 100, this);
-    progress.setWindowModality(Qt::WindowModal);
-    progress.setMinimumDuration(500); // small rings finish before it would show
-    QString error;
-    const qint64 written = SaveRingCsv(
-        file, names,
-        [&progress](quint32 done, quint32 total) {
-            progress.setValue(total == 0 ? 100 : int(qint64(done) * 100 / total));
-            return !progress.wasCanceled();
-        },
-        &error);
-    statusBar()->showMessage(written < 0 ? error : tr("%1 frames saved to %2").arg(written).arg(file),
+    statusBar()->showMessage(WriteRingData(this, file, varTable->LineItems(), dataSource->RowSlots()),
                              kWriteFailureMs);
 }
 

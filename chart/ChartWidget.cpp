@@ -6,6 +6,7 @@
 #include "LogCategories.h"
 #include "TimeAxis.h"
 #include "VarChartView.h"
+#include "WatchList.h"
 
 #include <QBrush>
 #include <QCheckBox>
@@ -42,6 +43,22 @@ QLabel* OverlayLabel(QWidget* parent, QPoint pos, const QString& text) {
     label->raise();
     label->show();
     return label;
+}
+
+// What the data source needs of the rows to find each one's variable in the session.
+QVector<RowKey> KeysOf(const QList<VarTableWidget::LineItem*>& rows) {
+    QVector<RowKey> keys;
+    for (const VarTableWidget::LineItem* row : rows) {
+        RowKey key;
+        if (row->varDes != nullptr) {
+            key.name = row->varDes->name;
+            parseAddress(row->varDes->address, key.address);
+            key.typeCode = typeCodeOf(*row->varDes);
+        }
+        key.shown = row->showChkBox != nullptr && row->showChkBox->isChecked();
+        keys << key;
+    }
+    return keys;
 }
 
 // Sample times on the chart are the low 32 bits of the accumulated time, read as a signed number.
@@ -183,6 +200,15 @@ void ChartWidget::ReplaceSeries(const QList<QLineSeries*>& series) {
     for (QLineSeries* s : series)
         drawn << s;
     dataSource->SetSeries(drawn);
+    RowsChanged();
+}
+
+void ChartWidget::RowsChanged() {
+    dataSource->SetRows(KeysOf(rows));
+    // While sampling the next batch draws the rows as they are now; when stopped, what the ring kept is
+    // drawn again at once.
+    if (CommonCfg::RunFlag() != 0 && FrameQueue::instance().historySize() > 0)
+        emit GetDataFromQueue();
 }
 
 void ChartWidget::ReInitChartShow(QList<VarTableWidget::LineItem*>& lineItems) {
@@ -194,6 +220,7 @@ void ChartWidget::ReInitChartShow(QList<VarTableWidget::LineItem*>& lineItems) {
     for (const VarTableWidget::LineItem* item : lineItems) {
         auto* series = new QLineSeries;
         series->setPen(QPen(RowColor(item)));
+        series->setVisible(item->showChkBox == nullptr || item->showChkBox->isChecked());
         series->setUseOpenGL(true);
         chart->addSeries(series);
         series->attachAxis(axisX);
@@ -214,6 +241,7 @@ void ChartWidget::ChartShowChanged(QList<VarTableWidget::LineItem*>& lineItems) 
         seriesList[i]->setVisible(lineItems[i]->showChkBox->isChecked());
         seriesList[i]->setColor(RowColor(lineItems[i]));
     }
+    RowsChanged();
 }
 
 void ChartWidget::RemoveSeriesByIdx(int index) {

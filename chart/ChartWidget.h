@@ -86,6 +86,8 @@ private:
     void ShowStep();
     // The one place the series list changes: the data source always draws into the current list.
     void ReplaceSeries(const QList<QtCharts::QLineSeries*>& series);
+    // The data source learns the rows (their variables and show boxes) and draws them again.
+    void RowsChanged();
     void ShowTooltipAt(const QPointF& viewPos);
     // The X value of a view position, rounded and kept within the axis.
     qint64 AxisXAt(const QPointF& viewPos) const;

@@ -7,6 +7,7 @@
 #include "Row.h"
 #include "TimeAxis.h"
 #include "VarChartView.h"
+#include "WatchList.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -185,7 +186,13 @@ private slots:
         m_chart->RemoveSeriesByIdx(0);
         m_chart->RemoveSeriesByIdx(5);
         QCOMPARE(m_chart->SeriesList().size(), 1);
-        m_chart->GetDataSource()->Display({{QPointF(1, 1), QPointF(2, 2), QPointF(3, 3)}}, {{}});
+        // The row left draws its own variable's data, wherever the session keeps it.
+        watchList() = WatchList();
+        watchList().count = 2;
+        watchList().name[1] = "b";
+        watchList().typeCode[1] = typeCodeOf(rows.vars[1]);
+        m_chart->GetDataSource()->Display({{QPointF(9, 9)}, {QPointF(1, 1), QPointF(2, 2), QPointF(3, 3)}},
+                                          {{}, {}});
         QCOMPARE(m_chart->SeriesList()[0]->count(), 3);
     }
 
