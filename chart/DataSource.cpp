@@ -8,6 +8,7 @@
 #include "GetData.h"
 #include "LogCategories.h"
 #include "MemoryWrite.h"
+#include "RingWindow.h"
 #include "SampleValue.h"
 #include "WatchList.h"
 
@@ -19,6 +20,7 @@
 #include <QtCharts/QValueAxis>
 #include <QtCharts/QXYSeries>
 #include <algorithm>
+#include <cmath>
 
 using QtCharts::QAbstractSeries;
 using QtCharts::QChart;
@@ -29,12 +31,20 @@ namespace {
 
 // The points a series draws: those of `all` that the plot can show apart, by pixel column of the
 // X range the view will have after this batch. `all` itself stays whole for the tooltip and table.
-QVector<QPointF> DrawnPoints(QXYSeries& series, const QVector<QPointF>& all) {
-    const QChart* chart = series.chart();
+// Points a scroll back draws per variable at most, as many as a live batch.
+constexpr uint32_t kHistoryPoints = 10000;
+
+QValueAxis* TimeAxisOf(QAbstractSeries& series) {
     QValueAxis* axis = nullptr;
     for (QtCharts::QAbstractAxis* a : series.attachedAxes())
         if (a->orientation() == Qt::Horizontal)
             axis = qobject_cast<QValueAxis*>(a);
+    return axis;
+}
+
+QVector<QPointF> DrawnPoints(QXYSeries& series, const QVector<QPointF>& all) {
+    const QChart* chart = series.chart();
+    QValueAxis* axis = TimeAxisOf(series);
     if (chart == nullptr || axis == nullptr)
         return all;
     qreal ratio = 1.0;
@@ -200,10 +210,18 @@ void DataSource::Redeliver() {
         worker->Redeliver();
         return;
     }
-    // No worker thread (sampling stopped): the same drain, on this thread.
+    // No worker thread (sampling stopped): the frames of the time the chart shows, wherever they are
+    // in the ring; without a chart, the newest ones as the worker takes them.
     const int count = watchList().count;
     QVector<QVector<QPointF>> data(count);
-    GetData::Drain(data, false);
+    QValueAxis* axis = nullptr;
+    for (int i = 0; i < m_series.size() && axis == nullptr; ++i)
+        axis = m_series[i] != nullptr ? TimeAxisOf(*m_series[i]) : nullptr;
+    if (axis != nullptr)
+        RingWindow::Points(FrameQueue::instance(), static_cast<qint64>(std::floor(axis->min())),
+                           static_cast<qint64>(std::ceil(axis->max())), kHistoryPoints, data);
+    else
+        GetData::Drain(data, false);
     Display(data, QVector<QVector<float>>(count));
 }
 

@@ -37,6 +37,7 @@ public:
     void SetRows(const QVector<RowKey>& rows);
     // The watch-list slot each row shows, -1 for none.
     QVector<int> RowSlots() const;
+    const QVector<RowKey>& Rows() const { return m_rows; }
     // The label that shows the frame rate; while null no rate is shown.
     void SetFpsLabel(QLabel* label) { fpsLabel = label; }
     QLabel* FpsLabel() const { return fpsLabel; }
