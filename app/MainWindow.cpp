@@ -7,6 +7,7 @@
 #include "DataSource.h"
 #include "Images.h"
 #include "ProjectDialog.h"
+#include "ProjectOpen.h"
 #include "SelectSymbolsDlg.h"
 #include "SessionEnd.h"
 #include "TableDockWidget.h"
@@ -253,14 +254,24 @@ QString MainWindow::ProjectFolder() const {
 }
 
 void MainWindow::OpenProject() {
+    if (stopAct->isEnabled()) {
+        if (QMessageBox::question(this, tr("Open project file"),
+                                  tr("Sampling is running. Stop it and open a project?")) != QMessageBox::Yes)
+            return;
+        stopAct->trigger();
+    }
     const QString file =
         QFileDialog::getOpenFileName(this, tr("Open project file"), ProjectFolder(), tr(kProjectFilter));
     if (file.isEmpty())
         return;
     projectPath = file;
+    // Made first: a new project dialog starts from the autosave file, which must not win over this one.
+    if (projectDialog == nullptr)
+        projectDialog = new ProjectDialog;
     CommonCfg::LoadProject(file);
     fpsCombo->setCurrentText(QString::number(CommonCfg::Fps()));
     zoomCombo->setCurrentIndex(CommonCfg::ZoomIndex());
+    OpenProjectSetup(this, file, *projectDialog, *varParser, *varTable, *symbolsDlg);
 }
 
 void MainWindow::SaveAs() {
