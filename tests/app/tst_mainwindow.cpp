@@ -26,6 +26,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
+#include <QMessageBox>
 #include <QMimeData>
 #include <QPushButton>
 #include <QRandomGenerator>
@@ -161,6 +162,7 @@ private slots:
         CommonCfg::ResetForTests();
         CommonCfg::InitStartup(QCoreApplication::applicationDirPath());
         QFile::remove(CommonCfg::AutosavePath());
+        QFile::remove("elf.json"); // the extractor's list must not land in the working folder
         QTemporaryDir dir;
         m_window = new MainWindow;
         m_window->show();
@@ -378,12 +380,20 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!TaskManage::ServerAnswers(3333), 5000); // its simulator ended with it
 
         // A fresh window opens the project: its rows and settings return, the simulator is started again
-        // and Start samples the rows, each scaled as it was.
+        // and Start samples the rows, each scaled as it was. A row the ELF file lacks is named.
+        QFile file(saved);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        const QByteArray text = file.readAll().replace(R"("VarList": [)", R"("VarList": [{"name": "gone"},)");
+        QVERIFY(file.resize(0) && file.write(text) == text.size());
+        file.close();
         m_window = new MainWindow;
         m_window->show();
         AnswerFileDialog(saved);
         QMetaObject::invokeMethod(m_window, "OpenProject");
         QCOMPARE(Setup(), setup);
+        auto* missing = m_window->findChild<QMessageBox*>();
+        QVERIFY(missing != nullptr && missing->text().endsWith("\ngone"));
+        missing->close();
         Click(ToolButton(m_window->StartAction()));
         QTRY_VERIFY_WITH_TIMEOUT(
             Newest("loop_counter") > 0 && Newest("amplitude") == 1100 && Newest("temperature") >= 25, 20000);
@@ -412,6 +422,10 @@ private slots:
             QCOMPARE(end == scroll->minimum() ? points.first().x() : points.last().x(),
                      end == scroll->minimum() ? double(oldest) : double(20 * (pushed - 1)));
         }
+        QApplication::setActiveWindow(m_window);
+        QVERIFY(QTest::qWaitForWindowActive(m_window));
+        QTest::keyClick(m_window, Qt::Key_Q, Qt::ControlModifier); // File > Exit
+        QVERIFY(!m_window->isVisible() && !QFile::exists("elf.json"));
         cleanup();
     }
 };
