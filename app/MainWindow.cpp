@@ -3,18 +3,22 @@
 #include "Acquisition.h"
 #include "ChartWidget.h"
 #include "CommonCfg.h"
+#include "DataFile.h"
 #include "DataSource.h"
 #include "Images.h"
 #include "ProjectDialog.h"
+<<<<<<< HEAD
 #include "RingCsv.h"
 #include "SamplingModeView.h"
+=======
+#include "ProjectOpen.h"
+>>>>>>> issue23
 #include "SelectSymbolsDlg.h"
 #include "TableDockWidget.h"
 #include "TimeBase.h"
 #include "VarChartView.h"
 #include "VarParser.h"
 #include "VarTableWidget.h"
-#include "WatchList.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -22,7 +26,6 @@
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
-#include <QProgressDialog>
 #include <QStatusBar>
 #include <QTimer>
 #include <QToolBar>
@@ -105,6 +108,10 @@ void MainWindow::CreateActions() {
     aboutVarAct = make(tr("About"), tr("About Variable"), &MainWindow::About);
     configAct = make(tr("&Config"), tr("Set the option of project"), &MainWindow::Config);
     aboutAct = make(tr("&About"), tr("Show the application's About box"), &MainWindow::About);
+    exitAct = new QAction(tr("E&xit"), this);
+    exitAct->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
+    exitAct->setStatusTip(tr("Exit the application"));
+    connect(exitAct, &QAction::triggered, this, &QWidget::close);
 
     auto tool = [&](const QString& text, const char* theme, const char* fallback, const QString& tip,
                     void (MainWindow::*slot)()) {
@@ -128,6 +135,8 @@ void MainWindow::CreateMenus() {
     file->addActions({newAct, openAct, saveAct, saveAsAct});
     file->addSeparator();
     file->addAction(saveDataAct);
+    file->addSeparator();
+    file->addAction(exitAct);
     // The tool bar's controls, also reachable from the keyboard through the menu bar.
     QMenu* sampling = menuBar()->addMenu(tr("S&ampling"));
     sampling->addActions({startAct, stopAct, zoomInAct, zoomOutAct});
@@ -251,19 +260,30 @@ QString MainWindow::ProjectFolder() const {
 }
 
 void MainWindow::OpenProject() {
+    if (stopAct->isEnabled()) {
+        if (QMessageBox::question(this, tr("Open project file"),
+                                  tr("Sampling is running. Stop it and open a project?")) != QMessageBox::Yes)
+            return;
+        stopAct->trigger();
+    }
     const QString file =
         QFileDialog::getOpenFileName(this, tr("Open project file"), ProjectFolder(), tr(kProjectFilter));
     if (file.isEmpty())
         return;
     projectPath = file;
+    // Made first: a new project dialog starts from the autosave file, which must not win over this one.
+    if (projectDialog == nullptr)
+        projectDialog = new ProjectDialog;
     CommonCfg::LoadProject(file);
     fpsCombo->setCurrentText(QString::number(CommonCfg::Fps()));
     zoomCombo->setCurrentIndex(CommonCfg::ZoomIndex());
+    OpenProjectSetup(this, file, *projectDialog, *varParser, *varTable, *symbolsDlg);
 }
 
 void MainWindow::SaveAs() {
-    const QString file =
-        QFileDialog::getSaveFileName(this, tr("Save project file as"), ProjectFolder(), tr(kProjectFilter));
+    const QString file = AskSaveFile(this, tr("Save project file as"),
+                                     ProposedProjectFile(projectPath, CommonCfg::Record().elf),
+                                     tr(kProjectFilter), QStringLiteral("tidewatch"));
     if (file.isEmpty())
         return;
     projectPath = file;
@@ -276,24 +296,12 @@ void MainWindow::Save() {
 
 void MainWindow::SaveData() {
     const QString file =
-        QFileDialog::getSaveFileName(this, tr("Save data"), ProjectFolder(), tr("CSV files (*.csv)"));
+        AskSaveFile(this, tr("Save data"),
+                    ProposedDataFile(projectPath, CommonCfg::Record().elf, QDateTime::currentDateTime()),
+                    tr("CSV files (*.csv)"), QStringLiteral("csv"));
     if (file.isEmpty())
         return;
-    QStringList names;
-    for (int i = 0; i < watchList().count; ++i)
-        names << watchList().name[i];
-    QProgressDialog progress(tr("Saving data..."), tr("Cancel"), 0, 100, this);
-    progress.setWindowModality(Qt::WindowModal);
-    progress.setMinimumDuration(500); // small rings finish before it would show
-    QString error;
-    const qint64 written = SaveRingCsv(
-        file, names,
-        [&progress](quint32 done, quint32 total) {
-            progress.setValue(total == 0 ? 100 : int(qint64(done) * 100 / total));
-            return !progress.wasCanceled();
-        },
-        &error);
-    statusBar()->showMessage(written < 0 ? error : tr("%1 frames saved to %2").arg(written).arg(file),
+    statusBar()->showMessage(WriteRingData(this, file, varTable->LineItems(), dataSource->RowSlots()),
                              kWriteFailureMs);
 }
 

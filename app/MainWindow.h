@@ -94,6 +94,7 @@ private:
     QAction* aboutVarAct = nullptr;
     QAction* configAct = nullptr;
     QAction* aboutAct = nullptr;
+    QAction* exitAct = nullptr;
     QToolBar* toolBar = nullptr;
     QAction* startAct = nullptr;
     QAction* stopAct = nullptr;

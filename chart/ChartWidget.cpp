@@ -3,12 +3,15 @@
 #include "CommonCfg.h"
 #include "DataSource.h"
 #include "FrameQueue.h"
+#include "LogCategories.h"
+#include "RingWindow.h"
 #include "TimeAxis.h"
+#include "TooltipText.h"
 #include "VarChartView.h"
+#include "WatchList.h"
 
 #include <QBrush>
 #include <QCheckBox>
-#include <QDebug>
 #include <QFontMetricsF>
 #include <QGraphicsRectItem>
 #include <QGraphicsSimpleTextItem>
@@ -16,6 +19,7 @@
 #include <QMouseEvent>
 #include <QPen>
 #include <QScrollBar>
+#include <QSignalBlocker>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <cmath>
@@ -44,9 +48,20 @@ QLabel* OverlayLabel(QWidget* parent, QPoint pos, const QString& text) {
     return label;
 }
 
-// Sample times on the chart are the low 32 bits of the accumulated time, read as a signed number.
-qint64 ChartTime(uint64_t time) {
-    return static_cast<int32_t>(static_cast<uint32_t>(time));
+// What the data source needs of the rows to find each one's variable in the session.
+QVector<RowKey> KeysOf(const QList<VarTableWidget::LineItem*>& rows) {
+    QVector<RowKey> keys;
+    for (const VarTableWidget::LineItem* row : rows) {
+        RowKey key;
+        if (row->varDes != nullptr) {
+            key.name = row->varDes->name;
+            parseAddress(row->varDes->address, key.address);
+            key.typeCode = typeCodeOf(*row->varDes);
+        }
+        key.shown = row->showChkBox != nullptr && row->showChkBox->isChecked();
+        keys << key;
+    }
+    return keys;
 }
 
 } // namespace
@@ -175,6 +190,8 @@ void ChartWidget::ResizeWidth(int width) {
     axisX->setMax(axisX->min() + static_cast<double>(ticks - 1) * CommonCfg::CurrentStepValue());
     if (stepLabel != nullptr)
         ShowStep();
+    if (!scrollHidden && scrollBar != nullptr)
+        ScrollOverRing(ViewSpan(), static_cast<qint64>(axisX->min()));
 }
 
 void ChartWidget::ReplaceSeries(const QList<QLineSeries*>& series) {
@@ -183,6 +200,15 @@ void ChartWidget::ReplaceSeries(const QList<QLineSeries*>& series) {
     for (QLineSeries* s : series)
         drawn << s;
     dataSource->SetSeries(drawn);
+    RowsChanged();
+}
+
+void ChartWidget::RowsChanged() {
+    dataSource->SetRows(KeysOf(rows));
+    // While sampling the next batch draws the rows as they are now; when stopped, what the ring kept is
+    // drawn again at once.
+    if (CommonCfg::RunFlag() != 0 && FrameQueue::instance().historySize() > 0)
+        emit GetDataFromQueue();
 }
 
 void ChartWidget::ReInitChartShow(QList<VarTableWidget::LineItem*>& lineItems) {
@@ -194,6 +220,7 @@ void ChartWidget::ReInitChartShow(QList<VarTableWidget::LineItem*>& lineItems) {
     for (const VarTableWidget::LineItem* item : lineItems) {
         auto* series = new QLineSeries;
         series->setPen(QPen(RowColor(item)));
+        series->setVisible(item->showChkBox == nullptr || item->showChkBox->isChecked());
         series->setUseOpenGL(true);
         chart->addSeries(series);
         series->attachAxis(axisX);
@@ -206,7 +233,7 @@ void ChartWidget::ReInitChartShow(QList<VarTableWidget::LineItem*>& lineItems) {
 
 void ChartWidget::ChartShowChanged(QList<VarTableWidget::LineItem*>& lineItems) {
     if (lineItems.size() != seriesList.size()) {
-        qDebug() << "line count and series count not match";
+        qCDebug(lcChart) << "line count and series count not match";
         return;
     }
     rows = lineItems;
@@ -214,6 +241,7 @@ void ChartWidget::ChartShowChanged(QList<VarTableWidget::LineItem*>& lineItems) 
         seriesList[i]->setVisible(lineItems[i]->showChkBox->isChecked());
         seriesList[i]->setColor(RowColor(lineItems[i]));
     }
+    RowsChanged();
 }
 
 void ChartWidget::RemoveSeriesByIdx(int index) {
@@ -229,7 +257,13 @@ void ChartWidget::RemoveSeriesByIdx(int index) {
     ReplaceSeries(kept);
 }
 
+qint64 ChartWidget::ViewSpan() const {
+    return static_cast<qint64>(CommonCfg::CurrentStepValue()) * CommonCfg::ChartDivisions();
+}
+
 void ChartWidget::InitXRange() {
+    // A run starts on its first divisions, as wide as the time base and the chart's width make them.
+    xSpan = static_cast<quint64>(ViewSpan());
     axisX->setRange(0, static_cast<double>(xSpan));
     left = 0;
     right = static_cast<qint64>(xSpan);
@@ -248,8 +282,12 @@ void ChartWidget::SetXRangeWithCheck(double leftUs, double rightUs) {
     if (!std::isfinite(leftUs) || !std::isfinite(rightUs))
         return;
     chart->setTitle("Total Time " + TotalTimeText(rightUs));
-    if (rightUs > axisX->max())
-        SetXRange(leftUs, rightUs);
+    // The view is always whole divisions of the time base wide, so that the grid lines stand one step
+    // apart: from the first sample while the data are shorter, ending at the newest once they are longer.
+    const double span = static_cast<double>(ViewSpan());
+    const double from = rightUs - leftUs >= span ? rightUs - span : leftUs;
+    if (rightUs > axisX->max() || axisX->max() - axisX->min() != span)
+        SetXRange(from, from + span);
 }
 
 void ChartWidget::SetYRange(double min, double max) {
@@ -261,6 +299,9 @@ void ChartWidget::AxisXRangeChanged(qint64 leftUs, qint64 rightUs) {
         return;
     scrollBar->setSingleStep(static_cast<int>((rightUs - leftUs) / 10));
     scrollBar->setPageStep(static_cast<int>(rightUs - leftUs));
+    // A zoom after a run: the scroll bar keeps spanning the ring with the new view width.
+    if (!scrollHidden)
+        ScrollOverRing(rightUs - leftUs, leftUs);
 }
 
 void ChartWidget::InitScroll(qint64 min, qint64 max, qint64 step) {
@@ -269,33 +310,50 @@ void ChartWidget::InitScroll(qint64 min, qint64 max, qint64 step) {
     scrollBar->setSingleStep(static_cast<int>(step / 10));
     scrollBar->setPageStep(static_cast<int>(step));
     scrollBar->setValue(static_cast<int>(max));
-    qDebug() << "InitScroll min = " << min << "max " << max << " step " << step;
+    qCDebug(lcChart) << "InitScroll min = " << min << "max " << max << " step " << step;
 }
 
 void ChartWidget::ScrollValueChanged(int value) {
-    qDebug() << "ScrollValueChanged value " << value << " step =" << scrollBar->pageStep();
+    qCDebug(lcChart) << "ScrollValueChanged value " << value << " step =" << scrollBar->pageStep();
     axisX->setRange(value, static_cast<double>(value) + scrollBar->pageStep());
     emit GetDataFromQueue();
 }
 
 void ChartWidget::SetScrollBegin(int begin) {
-    qDebug() << "SetScrollBegin";
+    qCDebug(lcChart) << "SetScrollBegin";
     scrollStart = begin;
-    InitScroll(begin, right, right - left);
+    // The scroll value is the view's left edge: its largest is the left edge of the newest view, as
+    // SetXRange passes it; the right edge would let the view run a whole width past the newest frame.
+    InitScroll(begin, left, right - left);
 }
 
 void ChartWidget::ResetXRangeByQueueSize() {
-    FrameQueue& queue = FrameQueue::instance();
-    const uint32_t count = queue.historySize();
-    SampleFrame frame{};
-    queue.frameAt(0, frame);
-    scrollStart = ChartTime(frame.time);
-    queue.frameAt(count == 0 ? kQueueCapacity - 1 : count - 1, frame);
-    right = ChartTime(frame.time);
-    const qint64 step = static_cast<qint64>(CommonCfg::CurrentStepValue()) * CommonCfg::ChartDivisions();
-    qDebug() << "Reset Xrange by last  Data"
-             << " begin = " << scrollStart << " max = " << right << " step " << step;
-    InitScroll(scrollStart, right > step ? right - step : 0, step);
+    qint64 oldest = 0;
+    qint64 newest = 0;
+    const bool kept = RingWindow::Span(FrameQueue::instance(), oldest, newest);
+    scrollStart = oldest;
+    right = newest;
+    const qint64 step = ViewSpan();
+    qCDebug(lcChart) << "Reset Xrange by last  Data"
+                     << " begin = " << scrollStart << " max = " << right << " step " << step;
+    if (kept)
+        ScrollOverRing(step, newest + 1 - step);
+}
+
+void ChartWidget::ScrollOverRing(qint64 page, qint64 at) {
+    qint64 oldest = 0;
+    qint64 newest = 0;
+    if (page <= 0 || !RingWindow::Span(FrameQueue::instance(), oldest, newest))
+        return;
+    // From the oldest frame kept to the view that ends just after the newest one, never past either.
+    scrollStart = oldest;
+    const qint64 last = std::max(oldest, newest + 1 - page);
+    {
+        const QSignalBlocker quiet(scrollBar);
+        InitScroll(oldest, last, page);
+        scrollBar->setValue(static_cast<int>(std::max(oldest, std::min(at, last))));
+    }
+    ScrollValueChanged(scrollBar->value());
 }
 
 void ChartWidget::HiddenScroll(bool hidden) {
@@ -315,17 +373,6 @@ void ChartWidget::ReDrawLineX(QPointF& point) {
     cursorX = static_cast<double>(x);
 }
 
-int ChartWidget::SampleIndexOf(qint64 time) const {
-    const QVector<QVector<QPointF>> points = dataSource->Points();
-    if (points.isEmpty())
-        return -1;
-    const QVector<QPointF>& first = points.first();
-    const auto it = std::lower_bound(first.begin(), first.end(), static_cast<double>(time),
-                                     [](const QPointF& p, double t) { return p.x() < t; });
-    return it != first.end() && it->x() == static_cast<double>(time) ? static_cast<int>(it - first.begin())
-                                                                     : -1;
-}
-
 void ChartWidget::ShowTooltip(QMouseEvent* event) {
     if (event != nullptr)
         ShowTooltipAt(event->localPos());
@@ -339,23 +386,15 @@ void ChartWidget::ShowTooltipAt(const QPointF& viewPos) {
     mousePoint = QPointF(qRound(viewPos.x()), qRound(viewPos.y()));
     ReDrawLineX(mousePoint);
     const qint64 time = AxisXAt(mousePoint);
-    const int index = seriesList.isEmpty() ? -1 : SampleIndexOf(time);
-    if (index < 0) {
+    // The sample nearest to the mouse, of all the ring keeps, if the view shows it.
+    SampleFrame frame;
+    if (seriesList.isEmpty() || !RingWindow::Nearest(FrameQueue::instance(), time, frame) ||
+        RingWindow::ChartTime(frame.time) < axisX->min() ||
+        RingWindow::ChartTime(frame.time) > axisX->max()) {
         tooltip->hide();
         return;
     }
-    const QVector<QVector<QPointF>> points = dataSource->Points();
-    tooltipItems.clear();
-    for (int i = 0; i < rows.size() && i < points.size(); ++i) {
-        const VarTableWidget::LineItem* row = rows[i];
-        if (row->showChkBox->isChecked() && index < points[i].size())
-            tooltipItems.append(
-                {row->varDes != nullptr ? row->varDes->name : QString(), points[i][index].y()});
-    }
-    QString text = QString("time: %1").arg(time);
-    for (const auto& item : qAsConst(tooltipItems))
-        text += QString("\n%1: %2").arg(item.first).arg(item.second);
-    tooltipText->setText(text);
+    tooltipText->setText(::TooltipText(frame, dataSource->Rows(), dataSource->RowSlots(), watchList()));
     tooltipText->setPos(4, 4);
     tooltip->setRect(tooltipText->boundingRect().adjusted(0, 0, 8, 8));
     tooltip->setPos(chart->mapFromScene(view->mapToScene(mousePoint.toPoint())) + QPointF(12, 12));

@@ -86,11 +86,16 @@ private:
     void ShowStep();
     // The one place the series list changes: the data source always draws into the current list.
     void ReplaceSeries(const QList<QtCharts::QLineSeries*>& series);
+    // The data source learns the rows (their variables and show boxes) and draws them again.
+    void RowsChanged();
     void ShowTooltipAt(const QPointF& viewPos);
     // The X value of a view position, rounded and kept within the axis.
     qint64 AxisXAt(const QPointF& viewPos) const;
-    // Position of the sample with time `time` in the drawn data, or -1.
-    int SampleIndexOf(qint64 time) const;
+    // Microseconds the view spans: the time base's step times the divisions.
+    qint64 ViewSpan() const;
+    // Puts the scroll bar over the frames the ring keeps for a view `page` wide, at left edge `at`
+    // (kept within them), and shows that view.
+    void ScrollOverRing(qint64 page, qint64 at);
 
     // Layout settings.
     const int pixelsPerTick = 100;
@@ -121,7 +126,6 @@ private:
     qint64 left = 0;
     qint64 right = 0;
     bool tooltipsHidden = true;
-    QVector<QPair<QString, double>> tooltipItems;
 
     QLabel* fpsLabel = nullptr;
     QLabel* stepLabel = nullptr;

@@ -6,11 +6,12 @@
 #include "FrameQueue.h"
 #include "FrameRate.h"
 #include "GetData.h"
+#include "LogCategories.h"
 #include "MemoryWrite.h"
+#include "RingWindow.h"
 #include "SampleValue.h"
 #include "WatchList.h"
 
-#include <QDebug>
 #include <QGraphicsScene>
 #include <QGraphicsView>
 #include <QLabel>
@@ -19,6 +20,7 @@
 #include <QtCharts/QValueAxis>
 #include <QtCharts/QXYSeries>
 #include <algorithm>
+#include <cmath>
 
 using QtCharts::QAbstractSeries;
 using QtCharts::QChart;
@@ -29,12 +31,20 @@ namespace {
 
 // The points a series draws: those of `all` that the plot can show apart, by pixel column of the
 // X range the view will have after this batch. `all` itself stays whole for the tooltip and table.
-QVector<QPointF> DrawnPoints(QXYSeries& series, const QVector<QPointF>& all) {
-    const QChart* chart = series.chart();
+// Points a scroll back draws per variable at most, as many as a live batch.
+constexpr uint32_t kHistoryPoints = 10000;
+
+QValueAxis* TimeAxisOf(QAbstractSeries& series) {
     QValueAxis* axis = nullptr;
     for (QtCharts::QAbstractAxis* a : series.attachedAxes())
         if (a->orientation() == Qt::Horizontal)
             axis = qobject_cast<QValueAxis*>(a);
+    return axis;
+}
+
+QVector<QPointF> DrawnPoints(QXYSeries& series, const QVector<QPointF>& all) {
+    const QChart* chart = series.chart();
+    QValueAxis* axis = TimeAxisOf(series);
     if (chart == nullptr || axis == nullptr)
         return all;
     qreal ratio = 1.0;
@@ -74,6 +84,15 @@ void DataSource::SetSeries(const QList<QAbstractSeries*>& series) {
     m_series.clear();
     for (QAbstractSeries* s : series)
         m_series.append(s);
+}
+
+void DataSource::SetRows(const QVector<RowKey>& rows) {
+    m_rows = rows;
+    m_rowsSet = true;
+}
+
+QVector<int> DataSource::RowSlots() const {
+    return m_rowsSet ? RowBinding::Bind(m_rows, watchList()) : RowBinding::Identity(watchList().count);
 }
 
 void DataSource::StartAcquisition() {
@@ -128,8 +147,14 @@ void DataSource::UpdateAllSeries() {
         fpsLabel->adjustSize();
     }
 
-    auto* first = m_series.isEmpty() ? nullptr : qobject_cast<QXYSeries*>(m_series.first());
-    if (first != nullptr && first->count() > 0) {
+    // The first curve with points: a row the session does not sample has none.
+    QXYSeries* first = nullptr;
+    for (int i = 0; i < m_series.size() && first == nullptr; ++i) {
+        auto* xy = qobject_cast<QXYSeries*>(m_series[i]);
+        if (xy != nullptr && xy->count() > 0)
+            first = xy;
+    }
+    if (first != nullptr) {
         // Times go through a signed integer first: a negative double has no unsigned value.
         quint64 left = static_cast<quint64>(static_cast<qint64>(first->at(0).x()));
         const quint64 right =
@@ -141,7 +166,9 @@ void DataSource::UpdateAllSeries() {
         if (CommonCfg::RunFlag() == 0)
             emit SetXRange(static_cast<double>(left), static_cast<double>(right));
     }
-    emit SetYRange(static_cast<double>(yMin) - 0.5, static_cast<double>(yMax) + 0.5);
+    // Before the first shown value there is no range yet (the minimum still above the maximum).
+    if (yMin <= yMax)
+        emit SetYRange(static_cast<double>(yMin) - 0.5, static_cast<double>(yMax) + 0.5);
 }
 
 int DataSource::WriteData(quint32 address, int typeCode, const QString& value, QString& refusal) {
@@ -159,8 +186,8 @@ int DataSource::ScalingIndex(quint32 address) {
 }
 
 void DataSource::SetLastDataYResolutionAndOffset(quint32 address, int yOffset, double yResolution) {
-    qDebug() << "SetLastDataYResolutionAndOffset addr =" << address << " yo= " << yOffset << " yr "
-             << yResolution;
+    qCDebug(lcChart) << "SetLastDataYResolutionAndOffset addr =" << address << " yo= " << yOffset << " yr "
+                     << yResolution;
     if (CommonCfg::RunFlag() == 0 || stopped)
         return;
     SetYResolutionAndOffset(address, yOffset, yResolution);
@@ -183,21 +210,37 @@ void DataSource::Redeliver() {
         worker->Redeliver();
         return;
     }
-    // No worker thread (sampling stopped): the same drain, on this thread.
+    // No worker thread (sampling stopped): the frames of the time the chart shows, wherever they are
+    // in the ring; without a chart, the newest ones as the worker takes them.
     const int count = watchList().count;
     QVector<QVector<QPointF>> data(count);
-    GetData::Drain(data, false);
+    QValueAxis* axis = nullptr;
+    for (int i = 0; i < m_series.size() && axis == nullptr; ++i)
+        axis = m_series[i] != nullptr ? TimeAxisOf(*m_series[i]) : nullptr;
+    if (axis != nullptr)
+        RingWindow::Points(FrameQueue::instance(), static_cast<qint64>(std::floor(axis->min())),
+                           static_cast<qint64>(std::ceil(axis->max())), kHistoryPoints, data);
+    else
+        GetData::Drain(data, false);
     Display(data, QVector<QVector<float>>(count));
 }
 
 void DataSource::Display(const QVector<QVector<QPointF>>& data_value,
                          const QVector<QVector<float>>& math_value) {
     QVector<QVector<float>> math = math_value;
-    DisplayMath::ScaleBatch(data_value, watchList(), work, math);
+    QVector<QVector<QPointF>> scaled;
+    DisplayMath::ScaleBatch(data_value, watchList(), scaled, math);
+    // From here on per row: each row shows its own variable's slot.
+    const QVector<int> slotOf = m_rowsSet ? RowSlots() : RowBinding::Identity(scaled.size());
+    work = RowBinding::ByRow(scaled, slotOf);
+    math = RowBinding::ByRow(math, slotOf);
+    QVector<bool> shown;
+    for (const RowKey& row : qAsConst(m_rows))
+        shown << row.shown;
 
     float newMin = 0.0f;
     float newMax = 0.0f;
-    if (DisplayMath::BatchRange(math, newMin, newMax))
+    if (DisplayMath::BatchRange(math, shown, newMin, newMax))
         DisplayMath::ApplyHysteresis(newMin, newMax, yMin, yMax);
 
     const WatchList& watch = watchList();
@@ -205,7 +248,7 @@ void DataSource::Display(const QVector<QVector<QPointF>>& data_value,
     for (int i = 0; i < varList.size(); ++i)
         varList[i] = i < kMaxVars ? static_cast<quint32>(watch.address[i]) : 0u;
 
-    for (const QVector<QPointF>& series : qAsConst(work)) {
+    for (const QVector<QPointF>& series : qAsConst(scaled)) {
         if (series.isEmpty())
             continue;
         if (firstDataTime == kNoDataTime)
@@ -218,8 +261,10 @@ void DataSource::Display(const QVector<QVector<QPointF>>& data_value,
     QStringList texts;
     SampleFrame newest;
     if (FrameQueue::instance().newest(newest) == 1) {
-        for (int i = 0; i < newest.count && i < watch.count && i < kMaxVars; ++i)
-            texts << sampleText(newest.value[i], watch.typeCode[i]);
+        for (const int slot : slotOf)
+            texts << (slot >= 0 && slot < newest.count && slot < watch.count
+                          ? sampleText(newest.value[slot], watch.typeCode[slot])
+                          : QString());
     }
     {
         QMutexLocker lock(&m_dataLock);

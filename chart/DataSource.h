@@ -1,5 +1,6 @@
 #pragma once
 
+#include "RowBinding.h"
 #include <QList>
 #include <QMutex>
 #include <QObject>
@@ -8,6 +9,7 @@
 #include <QString>
 #include <QStringList>
 #include <QVector>
+
 #include <QtCharts/QAbstractSeries>
 #include <cstdint>
 #include <limits>
@@ -29,6 +31,13 @@ public:
 
     // The chart's line series, index = table row. Series deleted later read as null and are skipped.
     void SetSeries(const QList<QtCharts::QAbstractSeries*>& series);
+    // The table's rows, one per series. From the first call on, every per-row output (points, extremes,
+    // value texts) is the data of each row's own variable (RowBinding.h), and only shown rows set the Y
+    // range; before it, rows are the session's variables in its order.
+    void SetRows(const QVector<RowKey>& rows);
+    // The watch-list slot each row shows, -1 for none.
+    QVector<int> RowSlots() const;
+    const QVector<RowKey>& Rows() const { return m_rows; }
     // The label that shows the frame rate; while null no rate is shown.
     void SetFpsLabel(QLabel* label) { fpsLabel = label; }
     QLabel* FpsLabel() const { return fpsLabel; }
@@ -43,8 +52,8 @@ public:
     void SetStopped(bool on) { stopped = on; }
     GetData* Worker() const { return worker; }
 
-    // The newest batch as the variable table reads it: one point vector per series (y of the last
-    // point is the newest value) and one {min, max} vector per series. Copies, taken under a lock.
+    // The newest batch as the variable table reads it: one point vector per row (y of the last point is
+    // the newest value) and one {min, max} vector per row. Copies, taken under a lock.
     QVector<QVector<QPointF>> Points() const;
     QVector<QVector<float>> MathValues() const;
     // The newest sample of each watched variable as its own type reads it (formatSample), taken
@@ -99,5 +108,7 @@ private:
     bool stopped = true;
 
     QList<QPointer<QtCharts::QAbstractSeries>> m_series;
+    QVector<RowKey> m_rows;
+    bool m_rowsSet = false;
     mutable QMutex m_dataLock;
 };

@@ -19,6 +19,8 @@ double ScaledValue(double y, float scale, float offset, int typeCode) {
         return scaled;
     if (!isWholeNumberCode(typeCode))
         return static_cast<double>(static_cast<float>(scaled));
+    if (scale != std::trunc(scale))
+        return scaled;
     // Unsigned 32-bit and 64-bit values reach beyond the signed 32-bit range the other integers use.
     if (typeCode == kCodeUnsigned || sizeOfCode(typeCode) == 8)
         return static_cast<double>(std::trunc(scaled));
@@ -64,10 +66,11 @@ void ScaleBatch(const QVector<QVector<QPointF>>& in, const WatchList& watch, QVe
     }
 }
 
-bool BatchRange(const QVector<QVector<float>>& math, float& min, float& max) {
+bool BatchRange(const QVector<QVector<float>>& math, const QVector<bool>& shown, float& min, float& max) {
     bool seeded = false;
-    for (const QVector<float>& m : math) {
-        if (m.size() < 2)
+    for (int i = 0; i < math.size(); ++i) {
+        const QVector<float>& m = math[i];
+        if (m.size() < 2 || (!shown.isEmpty() && !shown.value(i)))
             continue;
         if (!seeded) {
             min = m[0];
@@ -84,9 +87,11 @@ bool BatchRange(const QVector<QVector<float>>& math, float& min, float& max) {
 }
 
 void ApplyHysteresis(float newMin, float newMax, float& yMin, float& yMax) {
-    if (newMax >= yMax || static_cast<double>(yMax) - newMax > kYHysteresis)
+    const double span = yMax >= yMin ? static_cast<double>(yMax) - yMin : 0.0;
+    const double margin = kYHysteresis * span;
+    if (newMax >= yMax || static_cast<double>(yMax) - newMax > margin)
         yMax = newMax;
-    if (newMin <= yMin || static_cast<double>(newMin) - yMin > kYHysteresis)
+    if (newMin <= yMin || static_cast<double>(newMin) - yMin > margin)
         yMin = newMin;
 }
 

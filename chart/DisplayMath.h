@@ -15,8 +15,9 @@ namespace DisplayMath {
 constexpr float kYMaxStart = 1.17549435e-38f;
 // Largest float: the start of the Y minimum.
 constexpr float kYMinStart = 3.40282347e+38f;
-// Inward changes of the Y range up to this many units are ignored.
-constexpr double kYHysteresis = 2.0;
+// Inward changes of the Y range up to this fraction of its span are ignored: the axis holds still while
+// the curves move inside it, at every time base and for values of any size.
+constexpr double kYHysteresis = 0.1;
 
 // Truncation toward zero into a signed 32-bit integer. NaN and values outside the range give
 // INT32_MIN, the pattern the processor's own conversion yields, instead of undefined behaviour.
@@ -24,10 +25,17 @@ constexpr double kYHysteresis = 2.0;
 // rounding mode around every conversion, and this runs for every point of every batch.
 int32_t TruncToInt32(double value);
 
+<<<<<<< HEAD
 // Y x scale + offset in double, product first; integer types are truncated toward zero (into the
 // signed 32-bit range, unsigned and 64-bit ones into whole numbers of any size), doubles kept as
 // doubles, the other floating values as floats. A double holds the product of a 32-bit sample and a
 // float resolution closely enough for the display.
+=======
+// Y x scale + offset in double, product first. Integers scaled by a fractional resolution keep the
+// fraction (fixed-point data: a short in tenths of a degree at 0.1 reads 33.5); by a whole one they are
+// truncated toward zero (into the signed 32-bit range, unsigned and 64-bit ones into whole numbers of
+// any size). Doubles stay doubles, the other floating values become floats.
+>>>>>>> issue23
 double ScaledValue(double y, float scale, float offset, int typeCode);
 
 // Scales every point of a batch with the watch list's scale, offset and type code by variable
@@ -37,10 +45,12 @@ double ScaledValue(double y, float scale, float offset, int typeCode);
 void ScaleBatch(const QVector<QVector<QPointF>>& in, const WatchList& watch, QVector<QVector<QPointF>>& out,
                 QVector<QVector<float>>& math);
 
-// The overall extremes of a batch's per-variable extremes; false when no variable has any.
-bool BatchRange(const QVector<QVector<float>>& math, float& min, float& max);
+// The overall extremes of a batch's per-variable extremes, of the curves marked shown only (all of them
+// when `shown` is empty); false when none has any.
+bool BatchRange(const QVector<QVector<float>>& math, const QVector<bool>& shown, float& min, float& max);
 
-// Moves the Y range: outward at once, inward only by more than the hysteresis.
+// Moves the Y range: outward at once, inward only by more than the hysteresis times its span (any
+// change before the first range, while yMin is above yMax).
 void ApplyHysteresis(float newMin, float newMax, float& yMin, float& yMax);
 
 } // namespace DisplayMath

@@ -7,6 +7,7 @@
 #include <QMap>
 #include <QString>
 #include <QStringList>
+#include <QVariantList>
 #include <QVector>
 #include <atomic>
 
@@ -77,7 +78,8 @@ public:
     static int CurveLimit() { return 16; }
     // The registered variable table. The project file lists its rows from the table's read-only
     // property "projectRows": one map per row in row order with "name", "address" and "type"
-    // (texts) and "rgb" (the colour cell's property as it is).
+    // (texts), "rgb" (the colour cell's property as it is), "show" and "lock" (bools), "yResolution"
+    // and "yOffset" (the cells' texts).
     static QObject* VarTable() { return s_varTable; }
     static void SetVarTable(QObject* table) { s_varTable = table; }
     // Chart-refresh flag: while false the data source keeps its points but leaves the curves alone.
@@ -119,6 +121,9 @@ public:
     // settings it names and leaves the variable table alone.
     static void SaveProject(const QString& path);
     static void LoadProject(const QString& path);
+    // The rows a project file lists ("VarList"), in its order, for the opener to restore: maps as the
+    // table's "projectRows" gives them, "rgb" as an unsigned number. Empty for an unreadable file.
+    static QVariantList ReadVarList(const QString& path);
     // The autosave file: "autosave.tidewatch" in the program's folder, or in the user's data folder
     // when the program's folder cannot be written.
     static QString AutosavePath();

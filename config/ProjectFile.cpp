@@ -1,5 +1,5 @@
-// The project file: one JSON object with the project record, the frame rate, the time-base step and,
-// for the record only, the rows of the variable table.
+// The project file: one JSON object with the project record, the frame rate, the time-base step and
+// the rows of the variable table with their settings.
 #include "CommonCfg.h"
 #include "TimeBase.h"
 
@@ -30,7 +30,11 @@ QJsonArray VarListOf(const QObject* table) {
         list.append(QJsonObject{{"name", row.value("name").toString()},
                                 {"address", row.value("address").toString()},
                                 {"type", row.value("type").toString()},
-                                {"color", ColorText(row.value("rgb"))}});
+                                {"color", ColorText(row.value("rgb"))},
+                                {"show", row.value("show", true).toBool()},
+                                {"lock", row.value("lock", false).toBool()},
+                                {"yResolution", row.value("yResolution", "1").toString()},
+                                {"yOffset", row.value("yOffset", "0").toString()}});
     }
     return list;
 }
@@ -121,5 +125,28 @@ void CommonCfg::LoadProject(const QString& path) {
     SamplingMode mode = SamplingMode::Auto;
     ParseSamplingMode(root.value("samplingMode").toString(), mode);
     SetMode(mode);
-    // "VarList" is written for the record only; the variable table stays as it is.
+    // The rows in "VarList" are the opener's to restore (ReadVarList): the variable table stays as it is.
+}
+
+QVariantList CommonCfg::ReadVarList(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    QVariantList rows;
+    for (const QJsonValue& value :
+         QJsonDocument::fromJson(file.readAll()).object().value("VarList").toArray()) {
+        const QJsonObject row = value.toObject();
+        // "0x" and hex digits, or the "Qt::red" a colour that was no number was written as.
+        bool ok = false;
+        const uint rgb = row.value("color").toString().toUInt(&ok, 16);
+        rows.append(QVariantMap{{"name", row.value("name").toString()},
+                                {"address", row.value("address").toString()},
+                                {"type", row.value("type").toString()},
+                                {"rgb", ok ? rgb : QColor(Qt::red).rgb()},
+                                {"show", row.value("show").toBool(true)},
+                                {"lock", row.value("lock").toBool(false)},
+                                {"yResolution", row.value("yResolution").toString("1")},
+                                {"yOffset", row.value("yOffset").toString("0")}});
+    }
+    return rows;
 }

@@ -3,6 +3,7 @@
 #include "CommonCfg.h"
 #include "Console.h"
 #include "FrameQueue.h"
+#include "LogCategories.h"
 #include "SampleValue.h"
 #include "WatchList.h"
 
@@ -67,7 +68,7 @@ void GetData::Stop() {
     m_running.store(false);
     quit();
     wait(500);
-    consolePrint("The getData Thread is exit!!!\n");
+    qCDebug(lcSampling, "The getData Thread is exit!!!");
 }
 
 void GetData::Redeliver() {
@@ -82,7 +83,7 @@ QPointF GetData::PointOf(const SampleFrame& frame, int index, int32_t typeCode) 
 void GetData::Drain(QVector<QVector<QPointF>>& dataValue, bool running) {
     FrameQueue& queue = FrameQueue::instance();
     if (queue.displayEmpty() && running) {
-        consolePrint("iseh \n");
+        qCDebug(lcSampling, "iseh ");
         return;
     }
     if (watchList().count == 0)

@@ -164,11 +164,15 @@ void SelectSymbolsDlg::accept() {
 }
 
 void SelectSymbolsDlg::reject() {
+    TickSelected();
+    QDialog::reject();
+}
+
+void SelectSymbolsDlg::TickSelected() {
     const QVector<VarParser::VarDes*> list = VarParser::VarList();
     const int n = qMin(list.size(), m_checkBoxes.size());
     for (int i = 0; i < n; ++i) {
         if (m_checkBoxes.at(i)->isChecked() != list.at(i)->selected)
             m_checkBoxes.at(i)->setChecked(list.at(i)->selected);
     }
-    QDialog::reject();
 }

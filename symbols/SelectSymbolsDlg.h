@@ -22,6 +22,8 @@ public:
 
     // Rebuilds the tree from the catalogue without showing the dialog; every box starts unticked.
     void BuildTree();
+    // Every box ticked as its record's confirmed `selected` mark says (what Cancel goes back to).
+    void TickSelected();
 
     // Box i belongs to record i of VarParser::VarList().
     const QList<QCheckBox*>& CheckBoxes() const { return m_checkBoxes; }

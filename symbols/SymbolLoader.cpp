@@ -6,8 +6,17 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QTemporaryDir>
+
+QString ExtractorFolder() {
+    // One folder per running program, removed at exit: two windows never read each other's list, and
+    // the folder the program was started from stays clean.
+    static const QTemporaryDir folder(QDir::temp().filePath(QStringLiteral("tidewatch-XXXXXX")));
+    return folder.isValid() ? folder.path() : Platform::DataFolder(QCoreApplication::applicationDirPath());
+}
 
 bool RunExtractor(const QString& elfPath, QString* reason) {
     const QString programDir = QCoreApplication::applicationDirPath();
@@ -16,7 +25,8 @@ bool RunExtractor(const QString& elfPath, QString* reason) {
     if (process->state() == QProcess::Running)
         return !ShowErrorBox(QStringLiteral("Proc is Running"));
 
-    const QStringList arguments{elfPath};
+    // The extractor runs elsewhere: a path relative to the current directory is made whole first.
+    const QStringList arguments{elfPath.isEmpty() ? elfPath : QFileInfo(elfPath).absoluteFilePath()};
     QString program = Platform::ExtractorPath(programDir);
     if (!QFileInfo::exists(program)) {
         program = Platform::ExtractorFallbackPath();
@@ -24,6 +34,9 @@ bool RunExtractor(const QString& elfPath, QString* reason) {
             return false;
     }
 
+    // A list left from an earlier run must not pass for this one's.
+    QFile::remove(QDir(ExtractorFolder()).filePath(QStringLiteral("elf.json")));
+    process->setWorkingDirectory(ExtractorFolder());
     process->start(program, arguments, QIODevice::ReadWrite);
     if (!process->waitForStarted(30000)) {
         if (ShowErrorBox(QStringLiteral("Create Proc fail")))
@@ -35,7 +48,7 @@ bool RunExtractor(const QString& elfPath, QString* reason) {
 }
 
 bool LoadSymbolFile(const QString& reason) {
-    const QString path = QDir::currentPath() + "/elf.json";
+    const QString path = QDir(ExtractorFolder()).filePath(QStringLiteral("elf.json"));
     const QFileInfo info(path);
     if (info.exists() && info.isFile()) {
         VarParser* parser = VarParser::Instance();

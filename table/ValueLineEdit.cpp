@@ -40,6 +40,21 @@ void ValueLineEdit::keyPressEvent(QKeyEvent* event) {
     if (event->key() == Qt::Key_Return) {
         EndEdit();
         emit EditDone(this, text());
+        QLineEdit::keyPressEvent(event);
+        LeaveCell();
+        return;
     }
     QLineEdit::keyPressEvent(event);
+}
+
+void ValueLineEdit::LeaveCell() {
+    // No text cursor stays behind: the keyboard goes to whatever holds the cell and takes focus (the
+    // table, so the user goes on from the row), or nowhere.
+    for (QWidget* holder = parentWidget(); holder != nullptr; holder = holder->parentWidget()) {
+        if (holder->focusPolicy() != Qt::NoFocus) {
+            holder->setFocus(Qt::OtherFocusReason);
+            return;
+        }
+    }
+    clearFocus();
 }

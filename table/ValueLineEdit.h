@@ -33,6 +33,8 @@ protected:
 private:
     void BeginEdit();
     void EndEdit();
+    // After Return: the cell looks idle again.
+    void LeaveCell();
 
     bool m_idle = true;
 };

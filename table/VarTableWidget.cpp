@@ -2,6 +2,7 @@
 
 #include "CommonCfg.h"
 #include "DataSource.h"
+#include "LogCategories.h"
 #include "MemoryWrite.h"
 #include "SampleValue.h"
 #include "TypedValueValidator.h"
@@ -10,7 +11,6 @@
 
 #include <QCheckBox>
 #include <QColorDialog>
-#include <QDebug>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
@@ -65,6 +65,11 @@ void PrintLine(const QString& line) {
     std::fflush(stdout);
 }
 
+// Row bookkeeping once printed to standard output: a debug line now, its text unchanged.
+void DebugLine(const QString& line) {
+    qCDebug(lcTable).noquote() << line;
+}
+
 } // namespace
 
 VarTableWidget::VarTableWidget(QObject* parent)
@@ -77,6 +82,10 @@ VarTableWidget::VarTableWidget(QObject* parent)
              << m_lockTitle;
     m_table = new DragableRowsTable;
     connect(m_table, &DragableRowsTable::removeLine, this, &VarTableWidget::RemoveLine);
+    // Dragged or sorted rows take their records along: row i always shows record i.
+    connect(m_table, &DragableRowsTable::lineSwapped, this, &VarTableWidget::SyncRowOrder);
+    connect(m_table, &DragableRowsTable::lindMoveTo, this, &VarTableWidget::SyncRowOrder);
+    connect(m_table->model(), &QAbstractItemModel::layoutChanged, this, &VarTableWidget::SyncRowOrder);
     SetupTable();
 }
 
@@ -213,12 +222,8 @@ QColor VarTableWidget::PickColor() const {
 void VarTableWidget::FillRow(int row, LineItem* item) {
     // Putting items in place must not look like user edits.
     const QSignalBlocker blocker(m_table);
-    const QColor color = PickColor();
-    QPixmap swatch(m_swatchSize, m_swatchSize);
-    swatch.fill(color);
-    item->colorLabel->setPixmap(swatch);
+    PaintSwatch(item->colorLabel, PickColor());
     item->colorLabel->setAlignment(kCentred);
-    item->colorLabel->setProperty("rgb", QVariant::fromValue<uint>(color.rgb()));
 
     const VarParser::VarDes* des = item->varDes;
     m_table->setCellWidget(row, Column(m_colorTitle), item->colorLabel);
@@ -237,6 +242,13 @@ void VarTableWidget::FillRow(int row, LineItem* item) {
     m_table->setItem(row, Column(m_maxTitle), item->maxItem);
     m_table->setItem(row, Column(m_movingAverageTitle), item->movingAverageItem);
     m_table->setCellWidget(row, Column(m_lockTitle), item->lockCell);
+}
+
+void VarTableWidget::PaintSwatch(QLabel* label, const QColor& color) const {
+    QPixmap swatch(m_swatchSize, m_swatchSize);
+    swatch.fill(color);
+    label->setPixmap(swatch);
+    label->setProperty("rgb", QVariant::fromValue<uint>(color.rgb()));
 }
 
 void VarTableWidget::AppendAddRow() {
@@ -262,10 +274,16 @@ QVariantList VarTableWidget::ProjectRows() const {
         const LineItem* item = RecordOfRow(row);
         if (item == nullptr || item->varDes == nullptr)
             continue;
+        const QTableWidgetItem* resolution = m_table->item(row, Column(m_yResolutionTitle));
+        const QTableWidgetItem* offset = m_table->item(row, Column(m_yOffsetTitle));
         rows.append(QVariantMap{{"name", item->varDes->name},
                                 {"address", item->varDes->address},
                                 {"type", item->varDes->type},
-                                {"rgb", item->colorLabel->property("rgb")}});
+                                {"rgb", item->colorLabel->property("rgb")},
+                                {"show", item->showChkBox->isChecked()},
+                                {"lock", item->lockChkBox->isChecked()},
+                                {"yResolution", resolution != nullptr ? resolution->text() : QString("1")},
+                                {"yOffset", offset != nullptr ? offset->text() : QString("0")}});
     }
     return rows;
 }
@@ -332,10 +350,29 @@ void VarTableWidget::RemoveLine(int row) {
     LineItem* item = RecordOfRow(row);
     if (item == nullptr)
         return;
+    // The variable is no longer chosen: the selection dialog and a reload of the list agree.
+    item->varDes->selected = false;
     emit RemoveItem(*item->varDes);
+    // The curve to drop is the record's, wherever its row has been dragged.
+    const int index = m_lineItems.indexOf(item);
     DropRecord(row, item);
-    PrintLine(QString("RemoveLine index = %1").arg(row));
-    emit RemoveSeriesById(row);
+    DebugLine(QString("RemoveLine index = %1").arg(row));
+    emit RemoveSeriesById(index);
+}
+
+void VarTableWidget::SyncRowOrder() {
+    QList<LineItem*> order;
+    for (int row = 0; row < m_table->rowCount(); ++row) {
+        if (LineItem* item = RecordOfRow(row)) {
+            SyncItems(item);
+            order << item;
+        }
+    }
+    // A drop mid-way (rows being re-made) is left for the signal that ends it.
+    if (order == m_lineItems || order.size() != m_lineItems.size())
+        return;
+    m_lineItems = order;
+    emit SetChartShowItems(m_lineItems);
 }
 
 void VarTableWidget::OnClickedTable(int row, int column) {
@@ -351,11 +388,8 @@ void VarTableWidget::OnClickedTable(int row, int column) {
         return;
     }
     const QColor color = QColorDialog::getColor(QColor::fromRgb(label->property("rgb").toUInt()), m_table);
-    QPixmap swatch(m_swatchSize, m_swatchSize);
-    swatch.fill(color);
-    label->setPixmap(swatch);
-    qDebug() << "ChangeColor#1";
-    label->setProperty("rgb", QVariant::fromValue<uint>(color.rgb()));
+    PaintSwatch(label, color);
+    qCDebug(lcTable) << "ChangeColor#1";
     emit SendChartShowChanged(m_lineItems);
 }
 
@@ -459,7 +493,7 @@ void VarTableWidget::CellChanged(int row, int column) {
     const double resolution = cell->text().toFloat();
     emit ChangeYResolutionAndOffset(address, offset, resolution);
     if (Stopped()) {
-        PrintLine(QString("addr = %1 yOfst %2 yRes %3").arg(address).arg(offset).arg(resolution));
+        DebugLine(QString("addr = %1 yOfst %2 yRes %3").arg(address).arg(offset).arg(resolution));
         emit ChangeLastYResolutionAndOffset(address, offset, resolution);
     }
 }

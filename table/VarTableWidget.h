@@ -57,7 +57,8 @@ public:
     // The table for the dock (the dock then owns it).
     DragableRowsTable* GetTableWidget() const { return m_table; }
     QList<LineItem*>& LineItems() { return m_lineItems; }
-    // One map per variable row in row order: "name", "address", "type" and the colour cell's "rgb".
+    // One map per variable row in row order: "name", "address", "type", the colour cell's "rgb", the
+    // "show" and "lock" boxes (bools) and the "yResolution" and "yOffset" texts.
     QVariantList ProjectRows() const;
     int ShownCount() const { return m_shownCount; }
     const QStringList& ColumnTitles() const { return m_titles; }
@@ -73,6 +74,8 @@ public:
     static QValidator* MakeValueValidator(const QString& type, const QString& encoding, int size,
                                           QObject* parent);
     static bool IsValidYOffset(const QString& text);
+    // A row's colour: its swatch and its "rgb" property.
+    void PaintSwatch(QLabel* label, const QColor& color) const;
     static bool IsValidYResolution(const QString& text);
 
 signals:
@@ -99,6 +102,9 @@ public slots:
     void ClearTable();
     void UpdateTableWithVariableList();
     void UpdateAllYResolutionAndOffset();
+    // The records take the order the table's rows have now (after a drag or a sort), and the chart
+    // its rows again.
+    void SyncRowOrder();
 
 private slots:
     void RemoveLine(int row);

@@ -71,6 +71,7 @@ void FillRing() {
     watch.count = kVars;
     for (int v = 0; v < kVars; ++v) {
         watch.address[v] = 0x20000000 + 4 * v;
+        watch.name[v] = QString("v%1").arg(v);
         watch.typeCode[v] = v % 2 ? 2 : 1;
         watch.size[v] = 4;
         watch.scale[v] = 1.0f;
@@ -98,7 +99,11 @@ struct Rows {
             colors.back()->setProperty("rgb", CommonCfg::Palette().at(v).rgb());
             shows.emplace_back(new QCheckBox);
             shows.back()->setChecked(true);
+            // The watch list's variable, so that the row finds its slot.
             vars[v].name = QString("v%1").arg(v);
+            vars[v].address = QString::number(0x20000000 + 4 * v, 16);
+            vars[v].type = v % 2 ? "float" : "int";
+            vars[v].size = 4;
             items[v].colorLabel = colors.back().get();
             items[v].showChkBox = shows.back().get();
             items[v].varDes = &vars[v];

@@ -49,6 +49,10 @@ ProjectDialog::ProjectDialog(QWidget* parent) : QDialog(parent) {
 void ProjectDialog::SetUpNewConfig() {
     setWindowTitle(tr("New Config"));
     CommonCfg::LoadProject(CommonCfg::AutosavePath());
+    ShowRecord();
+}
+
+void ProjectDialog::ShowRecord() {
     const ProjectRecord record = CommonCfg::Record();
     m_ui.manufactorCBox->setCurrentText(record.manufacturer);
     m_ui.deviceCBox->setCurrentText(record.device);
@@ -139,6 +143,12 @@ void ProjectDialog::accept() {
         return;
     }
 
+    // Closed before the extractor and the debug server run.
+    QDialog::accept();
+    Apply();
+}
+
+bool ProjectDialog::Apply() {
     CommonCfg::SetManufacturer(m_ui.manufactorCBox->currentText());
     CommonCfg::SetDevice(m_ui.deviceCBox->currentText());
     CommonCfg::SetOpenocdProbe(CommonCfg::DebugToolFlag(m_ui.dbgToolCBox->currentIndex()));
@@ -148,11 +158,8 @@ void ProjectDialog::accept() {
                           m_ui.dbgToolCBox->currentText(), m_ui.target->currentText(),
                           m_ui.m_connectRate->currentText(), m_ui.sampleInterval->text(),
                           m_ui.fileEdit->text()});
-    // Closed before the extractor and the debug server run.
-    QDialog::accept();
-
     if (!RunExtractorAndLoad())
-        return;
+        return false;
     const QString openocd =
         OpenocdBesideProgram(QCoreApplication::applicationDirPath(), Platform::DirSeparator(),
                              Platform::ExecutableName("openocd"));
@@ -162,6 +169,7 @@ void ProjectDialog::accept() {
     launcher->LocateGdb();
     if (!launcher->IsRunning())
         launcher->Launch(openocd);
+    return true;
 }
 
 bool ProjectDialog::RunExtractor() {

@@ -18,6 +18,13 @@ public:
     bool RunExtractor();
     bool RunExtractorAndLoad();
 
+    // The fields from the project record (as a project file loaded it).
+    void ShowRecord();
+    // What OK does once the fields are accepted: stores them as the project, runs the extractor on the
+    // ELF file and loads its list, and has the debug server started unless one runs. False when no
+    // list was loaded (the user has been told why).
+    bool Apply();
+
     // Ends the debug server and gdb at exit.
     static void EndDebugServer();
 

@@ -55,10 +55,10 @@ private slots:
     // type code, scale, offset | raw time, value | drawn time, value (bit for bit)
     void scaledPoint_data() {
         Row::Column();
-        QTest::newRow("int 3 x 0.5 truncates") << "1 0.5 0 | 0 3 | 0 1";
+        QTest::newRow("int x 0.5 keeps the half") << "1 0.5 0 | 0 -3 | 0 -1.5";
+        QTest::newRow("short in tenths keeps the fraction") << "6 0.1 0 | 0 335 | 0 33.5000004991889";
         QTest::newRow("float keeps the fraction") << "2 0.5 0 | 0 3 | 0 1.5";
-        QTest::newRow("int -3 x 0.5 toward zero") << "1 0.5 0 | 0 -3 | 0 -1";
-        QTest::newRow("product before offset") << "1 2 1 | 0 3 | 0 7";
+        QTest::newRow("whole resolution: product before offset") << "1 2 1 | 0 3 | 0 7";
         QTest::newRow("unsigned char stays positive") << "0 1 -300 | 0 255 | 0 -45";
         QTest::newRow("double stays double") << "3 1 0 | 0 0.1 | 0 0.1";
         QTest::newRow("int64 beyond 32 bits") << "8 1 0 | 0 -5e9 | 0 -5000000000";
@@ -107,26 +107,36 @@ private slots:
             indices << QString::number(source.UpdateIndex());
         QCOMPARE(indices.join(' '), QString("0 1 0"));
     }
-    // Batches of one float variable, each "min max", shown in turn | Y range afterwards.
+    // Show boxes of two rows of float variables ("-": rows never set) | batches shown in turn, each "min max"
+    // of the first variable, then " / " and those of the second | Y range afterwards.
     void yRangeHysteresis_data() {
         Row::Column();
-        QTest::newRow("negative within 2 keeps the tiny start") << "-1.5 -0.5 | -1.5 1.17549435e-38";
-        QTest::newRow("a drop below -2 moves the maximum") << "-3 -2.5 | -3 -2.5";
-        QTest::newRow("widens at once") << "0 10, -1 11 | -1 11";
-        QTest::newRow("max exactly 2 lower is ignored") << "0 10, 0 8 | 0 10";
-        QTest::newRow("max 2.5 lower narrows") << "0 10, 0 7.5 | 0 7.5";
-        QTest::newRow("min 1.5 higher is ignored") << "0 10, 1.5 10 | 0 10";
-        QTest::newRow("min 2.5 higher narrows") << "0 10, 2.5 10 | 2.5 10";
-        QTest::newRow("small steps do not add up") << "0 10, 0 8.5, 0 8.5, 0 8.5 | 0 10";
+        QTest::newRow("the first batch sets both ends") << "- | -1.5 -0.5 | -1.5 -0.5";
+        QTest::newRow("widens at once") << "- | 0 10, -1 11 | -1 11";
+        QTest::newRow("max a tenth of the span lower is ignored") << "- | 0 10, 0 9 | 0 10";
+        QTest::newRow("max more than a tenth lower narrows") << "- | 0 10, 0 8.75 | 0 8.75";
+        QTest::newRow("min more than a tenth higher narrows") << "- | 0 10, 1.25 10 | 1.25 10";
+        QTest::newRow("large values hold still") << "- | -1000 1000, -950 950 | -1000 1000";
+        QTest::newRow("small values follow") << "- | 0 1, 0 0.5 | 0 0.5";
+        QTest::newRow("small steps do not add up") << "- | 0 10, 0 9.5, 0 9.5, 0 9.5 | 0 10";
+        QTest::newRow("a hidden curve sets nothing") << "1 0 | 0 1 / -1000 1000 | 0 1";
+        QTest::newRow("both shown") << "1 1 | 0 1 / -1000 1000 | -1000 1000";
     }
     void yRangeHysteresis() {
         const QStringList f = Row::Fields();
         watch(0, 2);
+        watch(1, 2);
         DataSource source;
-        for (const QString& batch : f[0].split(", "))
-            source.Display(batchOf({batch.split(' ')[0].toDouble(), batch.split(' ')[1].toDouble()}), {{}});
+        if (f[0] != "-")
+            source.SetRows({{"", 0, 2, f[0].startsWith('1')}, {"", 0, 2, f[0].endsWith('1')}});
+        for (const QString& batch : f[1].split(", ")) {
+            Batch points;
+            for (const QString& variable : batch.split(" / "))
+                points << batchOf({variable.split(' ')[0].toDouble(), variable.split(' ')[1].toDouble()});
+            source.Display(points, QVector<QVector<float>>(points.size()));
+        }
         QCOMPARE(QString("%1 %2").arg(double(source.YMin()), 0, 'g', 9).arg(double(source.YMax()), 0, 'g', 9),
-                 f[1]);
+                 f[2]);
     }
     // Null series | series index | the rolling index after each of several calls
     void update_data() {
@@ -257,8 +267,8 @@ private slots:
         for (int i = 0; i < 4; ++i)
             QCOMPARE(QPointF(watchList().scale[i], watchList().offset[i]),
                      i == f[2].toInt() ? QPointF(0.25, -7) : QPointF(1, 0));
-        // (4 + i) x 0.25 - 7, truncated toward zero as the variable is an integer.
-        const QVector<QPointF> redrawn{QPointF(0, -6), QPointF(10, -5), QPointF(20, -5)};
+        // (4 + i) x 0.25 - 7: a fractional resolution keeps the fraction of the integer variable.
+        const QVector<QPointF> redrawn{QPointF(0, -6), QPointF(10, -5.75), QPointF(20, -5.5)};
         QCOMPARE(series[1].pointsVector(), call[0] == "last" && f[2] == "1" ? redrawn : QVector<QPointF>());
     }
     // The table is told after each batch, the refresh flag off too, and reads the newest values then.

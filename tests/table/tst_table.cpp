@@ -436,8 +436,8 @@ private slots:
         };
         Feed({{bits(1.0f), 9, 7}, {bits(3.14159265f), 6524443, 7}});
         QCOMPARE(texts(0, {"Value", "min", "max"}) + " " + texts(1, {"Value", "min", "max"}),
-                 QString("3.1415927 1 3.14159 6524443 0 652444"));
-        QCOMPARE(m_source->Points().at(1).last().y(), 652444.0);
+                 QString("3.1415927 1 3.14159 6524443 0.9 652444"));
+        QCOMPARE(m_source->Points().at(1).last().y(), 6524443 * double(0.1f));
         QCOMPARE(colour(0), QString("#ff0000"));
         row(2)->valueEdit->SetIdle(false); // being edited, as a click leaves it
         row(2)->valueEdit->setText("77");
