@@ -7,12 +7,8 @@
 #include "DataSource.h"
 #include "Images.h"
 #include "ProjectDialog.h"
-<<<<<<< HEAD
-#include "RingCsv.h"
-#include "SamplingModeView.h"
-=======
 #include "ProjectOpen.h"
->>>>>>> issue23
+#include "SamplingModeView.h"
 #include "SelectSymbolsDlg.h"
 #include "TableDockWidget.h"
 #include "TimeBase.h"

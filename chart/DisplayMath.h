@@ -25,17 +25,10 @@ constexpr double kYHysteresis = 0.1;
 // rounding mode around every conversion, and this runs for every point of every batch.
 int32_t TruncToInt32(double value);
 
-<<<<<<< HEAD
-// Y x scale + offset in double, product first; integer types are truncated toward zero (into the
-// signed 32-bit range, unsigned and 64-bit ones into whole numbers of any size), doubles kept as
-// doubles, the other floating values as floats. A double holds the product of a 32-bit sample and a
-// float resolution closely enough for the display.
-=======
 // Y x scale + offset in double, product first. Integers scaled by a fractional resolution keep the
 // fraction (fixed-point data: a short in tenths of a degree at 0.1 reads 33.5); by a whole one they are
 // truncated toward zero (into the signed 32-bit range, unsigned and 64-bit ones into whole numbers of
 // any size). Doubles stay doubles, the other floating values become floats.
->>>>>>> issue23
 double ScaledValue(double y, float scale, float offset, int typeCode);
 
 // Scales every point of a batch with the watch list's scale, offset and type code by variable
