@@ -519,7 +519,7 @@ private slots:
         QTest::newRow("level in displayed units") << "Normal" << "rising" << 3.0 << 0.0 << 0.5 << 0 << 0 << -1 << V{0, 4, 0, 8} << I{3} << triggered;
         QTest::newRow("jitter within hysteresis") << "Normal" << "rising" << 5.0 << 2.0 << 1.0 << 0 << 0 << -1 << V{0, 10, 4, 10, 0, 10} << I{1, 5} << triggered;
         QTest::newRow("no trigger yet") << "Normal" << "rising" << 50.0 << 0.0 << 1.0 << 0 << 0 << -1 << V{0, 10, 0} << I{} << armed;
-        QTest::newRow("pre-trigger part first") << "Normal" << "rising" << 5.0 << 0.0 << 1.0 << 3 << 0 << -1 << V{0, 10, 0, 10, 0, 10} << I{3, 5} << triggered;
+        QTest::newRow("pre-trigger part first") << "Normal" << "rising" << 5.0 << 0.0 << 1.0 << 3 << 0 << -1 << V{0, 0, 10, 0, 10} << I{4} << triggered;
         QTest::newRow("post part holds off") << "Normal" << "rising" << 5.0 << 0.0 << 1.0 << 0 << 2 << -1 << V{0, 10, 0, 10, 0, 10, 0, 0} << I{1, 5} << triggered;
         QTest::newRow("post part not in") << "Normal" << "rising" << 5.0 << 0.0 << 1.0 << 0 << 2 << -1 << V{0, 10, 0} << I{} << triggered;
         QTest::newRow("single") << "Single" << "rising" << 5.0 << 0.0 << 1.0 << 0 << 0 << -1 << V{0, 10, 0, 10} << I{1} << done;
