@@ -9,9 +9,9 @@
 #include "WatchList.h"
 
 #include <QCheckBox>
-#include <QLabel>
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QLabel>
 #include <QMessageBox>
 #include <QSignalBlocker>
 #include <QTableWidgetItem>
@@ -75,6 +75,7 @@ QStringList RestoreRows(VarTableWidget& table, SelectSymbolsDlg& symbols, const 
             table.GetTableWidget()->MoveRow(row, i);
     }
     table.SyncRowOrder();
+    table.GetTableWidget()->clearSelection(); // the moves selected rows the user did not pick
 
     const QList<VarTableWidget::LineItem*> rows = table.LineItems();
     // Unticked boxes first, so that ticked ones find their room among the curves shown at most.

@@ -336,8 +336,11 @@ void ChartWidget::ResetXRangeByQueueSize() {
     const qint64 step = ViewSpan();
     qCDebug(lcChart) << "Reset Xrange by last  Data"
                      << " begin = " << scrollStart << " max = " << right << " step " << step;
-    if (kept)
-        ScrollOverRing(step, newest + 1 - step);
+    if (!kept)
+        return;
+    // The whole run, also when the last live batch did not reach its end.
+    chart->setTitle("Total Time " + TotalTimeText(static_cast<double>(newest + 1)));
+    ScrollOverRing(step, newest + 1 - step);
 }
 
 void ChartWidget::ScrollOverRing(qint64 page, qint64 at) {

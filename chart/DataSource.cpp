@@ -227,6 +227,9 @@ void DataSource::Redeliver() {
 
 void DataSource::Display(const QVector<QVector<QPointF>>& data_value,
                          const QVector<QVector<float>>& math_value) {
+    // A live batch still queued when its worker stopped is older than what the stop drew from the ring.
+    if (sender() == worker && !worker->isRunning())
+        return;
     QVector<QVector<float>> math = math_value;
     QVector<QVector<QPointF>> scaled;
     DisplayMath::ScaleBatch(data_value, watchList(), scaled, math);

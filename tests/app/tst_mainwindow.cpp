@@ -4,6 +4,7 @@
 #include "CommandLineConfig.h"
 #include "CommonCfg.h"
 #include "DataSource.h"
+#include "FrameQueue.h"
 #include "MainWindow.h"
 #include "PopDialog.h"
 #include "ProjectDialog.h"
@@ -15,6 +16,7 @@
 #include "TaskManage.h"
 #include "ValueLineEdit.h"
 #include "VarChartView.h"
+#include "WatchList.h"
 
 #include <QAbstractButton>
 #include <QCheckBox>
@@ -24,8 +26,12 @@
 #include <QGraphicsTextItem>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
+#include <QMessageBox>
+#include <QMimeData>
 #include <QPushButton>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <QScrollBar>
 #include <QTemporaryDir>
 #include <QToolBar>
@@ -33,10 +39,11 @@
 #include <QtCharts/QLineSeries>
 #include <QtCharts/QValueAxis>
 #include <QtTest>
+#include <algorithm>
 #include <functional>
 
 namespace {
-const QStringList kWatched = {"amplitude", "follower", "loop_counter"};
+const QStringList kWatched = {"amplitude", "follower", "loop_counter", "temperature"};
 
 void Click(QWidget* widget) {
     QVERIFY(widget != nullptr && widget->isEnabled());
@@ -54,13 +61,15 @@ bool AnyPixel(const QImage& image, QWidget* window, QWidget* widget,
     return false;
 }
 
-// Answers the next file dialog with this file name, once it shows.
-void AnswerFileDialog(const QString& path) {
+// Answers the next file dialog with this file name, once it shows; `proposed` gets the file it proposed.
+void AnswerFileDialog(const QString& path, QString* proposed = nullptr) {
     auto* poll = new QTimer;
-    QObject::connect(poll, &QTimer::timeout, [poll, path] {
+    QObject::connect(poll, &QTimer::timeout, [poll, path, proposed] {
         for (QWidget* widget : QApplication::topLevelWidgets())
             if (auto* dialog = qobject_cast<QFileDialog*>(widget); dialog != nullptr && dialog->isVisible()) {
                 poll->deleteLater();
+                if (proposed != nullptr)
+                    *proposed = dialog->selectedFiles().value(0);
                 auto* name = dialog->findChild<QLineEdit*>("fileNameEdit");
                 name->setText(path);
                 QTest::keyClick(name, Qt::Key_Return);
@@ -78,10 +87,33 @@ class MainWindowTest : public QObject {
     QWidget* ToolButton(QAction* action) const {
         return m_window->findChild<QToolBar*>("toolBar")->widgetForAction(action);
     }
-    // The newest value drawn for a row: 0 amplitude, 1 follower, 2 loop_counter.
-    double Newest(int row) const {
-        const QVector<QPointF> points = m_window->Chart()->GetDataSource()->Points().value(row);
+    VarTableWidget::LineItem* Item(const QString& name) const {
+        for (VarTableWidget::LineItem* item : m_window->Table()->LineItems())
+            if (item->varDes->name == name)
+                return item;
+        return nullptr;
+    }
+    // The newest value drawn for a variable's row.
+    double Newest(const QString& name) const {
+        const QVector<QPointF> points = m_window->Chart()->GetDataSource()->Points().value(
+            m_window->Table()->LineItems().indexOf(Item(name)));
         return points.isEmpty() ? qQNaN() : points.last().y();
+    }
+    // One text a row, in row order: name, colour, Show, Lock, Y Resolution, Y Offset.
+    QStringList Setup() const {
+        QStringList rows;
+        for (const VarTableWidget::LineItem* item : m_window->Table()->LineItems())
+            rows << QString("%1 %2 %3 %4 %5 %6")
+                        .arg(item->varDes->name)
+                        .arg(item->colorLabel->property("rgb").toUInt(), 0, 16)
+                        .arg(item->showChkBox->isChecked())
+                        .arg(item->lockChkBox->isChecked())
+                        .arg(item->yResolutionItem->text(), item->yOffsetItem->text());
+        return rows;
+    }
+    QTableWidgetItem* Cell(const QString& name, const char* title) const {
+        VarTableWidget* table = m_window->Table();
+        return table->GetTableWidget()->item(table->LineItems().indexOf(Item(name)), table->Column(title));
     }
 
 private slots:
@@ -131,6 +163,7 @@ private slots:
         CommonCfg::ResetForTests();
         CommonCfg::InitStartup(QCoreApplication::applicationDirPath());
         QFile::remove(CommonCfg::AutosavePath());
+        QFile::remove("elf.json"); // the extractor's list must not land in the working folder
         QTemporaryDir dir;
         m_window = new MainWindow;
         m_window->show();
@@ -178,23 +211,22 @@ private slots:
         QCOMPARE(m_window->Table()->LineItems().size(), kWatched.size());
 
         Click(ToolButton(m_window->StartAction()));
-        QTRY_VERIFY_WITH_TIMEOUT(Newest(2) > 0 && Newest(0) == 1000, 20000);
-        QTRY_VERIFY_WITH_TIMEOUT(!m_window->Table()->LineItems()[0]->valueEdit->text().isEmpty() &&
+        QTRY_VERIFY_WITH_TIMEOUT(Newest("loop_counter") > 0 && Newest("amplitude") == 1000, 20000);
+        QTRY_VERIFY_WITH_TIMEOUT(!Item("amplitude")->valueEdit->text().isEmpty() &&
                                      m_window->Chart()->FpsLabel()->text().startsWith("FPS: "),
                                  10000);
         // Mid-edit: the picture shows every row's colour as a curve and only the edited cell framed in blue.
-        ValueLineEdit* amplitude = m_window->Table()->LineItems()[0]->valueEdit;
-        QCOMPARE(m_window->Table()->LineItems()[0]->varDes->name, QString("amplitude"));
+        ValueLineEdit* amplitude = Item("amplitude")->valueEdit;
         Click(amplitude);
         amplitude->selectAll();
         QTest::keyClicks(amplitude, "2500");
         const QImage live = ScreenShot::Save(m_window, "workflow-2-live");
-        // Each row's swatch in its colour, the counter's curve on top of the others in its colour too.
+        // Each row's swatch in its colour, the last row's curve on top of the others in its colour too.
         for (const VarTableWidget::LineItem* row : m_window->Table()->LineItems()) {
             const QColor colour = QColor::fromRgb(row->colorLabel->property("rgb").toUInt());
             const auto same = [&](QColor c) { return c == colour; };
             QVERIFY(AnyPixel(live, m_window, row->colorLabel, same));
-            if (row == m_window->Table()->LineItems().last()) // the counter, drawn last
+            if (row == m_window->Table()->LineItems().last()) // drawn last
                 QVERIFY(AnyPixel(live, m_window, m_window->Chart()->View(), same));
             const bool framed = AnyPixel(live, m_window, row->valueEdit, [](QColor c) {
                 return c.blue() > 200 && c.red() < 60 && c.green() < 60;
@@ -202,16 +234,102 @@ private slots:
             QCOMPARE(framed, row->valueEdit == amplitude);
         }
         QTest::keyClick(amplitude, Qt::Key_Return);
-        QTRY_COMPARE_WITH_TIMEOUT(Newest(0), 2500.0, 10000);
+        QVERIFY(amplitude->IsIdle() && !amplitude->hasFocus()); // no text cursor left behind
+        QTRY_COMPARE_WITH_TIMEOUT(Newest("amplitude"), 2500.0, 10000);
+
+        // While sampling: settings the project keeps; follower deleted from the row menu; amplitude dragged
+        // onto the last row, which swaps the two.
+        Cell("temperature", "Y Resolutin")->setText("0.1");
+        Cell("amplitude", "Y Offset")->setText("100");
+        Item("loop_counter")->showChkBox->click();
+        Item("loop_counter")->lockChkBox->click();
+        DragableRowsTable* table = m_window->Table()->GetTableWidget();
+        table->clickRithtMenu(table->visualItemRect(Cell("follower", "Name")).center());
+        table->RowMenu()->hide();
+        table->RowMenu()->actions().first()->trigger(); // "Delete"
+        table->setCurrentItem(Cell("amplitude", "Name"));
+        // Outside a running drag the view turns the entry down and then gets no drop: it is accepted here.
+        struct : QObject {
+            bool eventFilter(QObject*, QEvent* event) override {
+                event->setAccepted(event->type() == QEvent::DragEnter);
+                return event->type() == QEvent::DragEnter;
+            }
+        } accepter;
+        QMimeData mime;
+        const QPoint onto = table->visualItemRect(table->item(table->rowCount() - 2, 2)).center();
+        table->viewport()->installEventFilter(&accepter);
+        QDragEnterEvent enter(onto, Qt::MoveAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(table->viewport(), &enter);
+        table->viewport()->removeEventFilter(&accepter);
+        QDropEvent drop(onto, Qt::MoveAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(table->viewport(), &drop);
+        QCOMPARE(m_window->Table()->LineItems().size(), kWatched.size() - 1);
+        QCOMPARE(m_window->Table()->LineItems().last()->varDes->name, QString("amplitude"));
+        const double counter = Newest("loop_counter");
+        QTRY_VERIFY_WITH_TIMEOUT(Newest("loop_counter") > counter && Newest("amplitude") == 2600, 10000);
         Click(ToolButton(m_window->StopAction()));
         QVERIFY(m_window->StartAction()->isEnabled() && !m_window->StopAction()->isEnabled());
 
-        // Scrolling back over what the queue kept.
+        // The project file gets its suffix; Save Data proposes a name of its own beside it and adds ".csv".
+        const QString saved = dir.filePath("p.tidewatch");
+        const int zoom = m_window->ZoomBox()->currentIndex();
+        AnswerFileDialog(dir.filePath("p"));
+        QMetaObject::invokeMethod(m_window, "SaveAs");
+        QString proposed;
+        AnswerFileDialog(dir.filePath("data"), &proposed);
+        QMetaObject::invokeMethod(m_window, "SaveData");
+        QVERIFY2(
+            QRegularExpression(QRegularExpression::anchoredPattern(
+                                   QRegularExpression::escape(dir.filePath("p-")) + "\\d{8}-\\d{6}\\.csv"))
+                .match(proposed)
+                .hasMatch(),
+            qPrintable(proposed));
+        // Save Data writes what the ring holds, a column per row in row order; each row's value cell and
+        // curve show the last line of its own column.
+        QFile csv(dir.filePath("data.csv"));
+        QVERIFY(csv.open(QIODevice::ReadOnly));
+        QVector<QStringList> lines;
+        while (!csv.atEnd())
+            lines << QString(csv.readLine()).trimmed().split(',');
+        QStringList names{"time"};
+        for (const VarTableWidget::LineItem* item : m_window->Table()->LineItems())
+            names << item->varDes->name;
+        QCOMPARE(lines.first(), names);
+        QVERIFY(lines.size() > 100);
+        for (int c = 1; c < names.size(); ++c) {
+            QCOMPARE(Item(names[c])->valueEdit->text(), lines.last()[c]);
+            const double drawn =
+                lines.last()[c].toDouble() * Cell(names[c], "Y Resolutin")->text().toFloat() +
+                Cell(names[c], "Y Offset")->text().toInt();
+            QVERIFY2(qAbs(Newest(names[c]) - drawn) < 1e-3, qPrintable(names[c]));
+        }
+
+        // Scrolling back over everything the ring kept, a view whole time-base steps wide.
         QScrollBar* scroll = m_window->Chart()->ScrollBar();
+        QtCharts::QValueAxis* axis = m_window->Chart()->AxisX();
         QTRY_VERIFY(scroll->isVisible() && scroll->maximum() > scroll->minimum());
+        QCOMPARE(scroll->maximum() + scroll->pageStep() - 1, lines.last()[0].toInt());
         scroll->setFocus();
         QTest::keyClick(scroll, Qt::Key_Home);
-        QCOMPARE(qint64(m_window->Chart()->AxisX()->min()), qint64(scroll->minimum()));
+        QCOMPARE(qint64(axis->min()), lines[1][0].toLongLong());
+        QCOMPARE(axis->max() - axis->min(), (axis->tickCount() - 1) * double(CommonCfg::CurrentStepValue()));
+        // The tooltip: the sample nearest to the mouse, each shown row's own value as the CSV has it, the
+        // curve's value in brackets where the row is scaled.
+        QTest::mouseMove(m_window->Chart()->View(), QPoint(300, 300));
+        QTRY_VERIFY(m_window->Chart()->CursorLine()->isVisible() && m_window->Chart()->TooltipVisible());
+        const qint64 mouse = qRound64(m_window->Chart()->View()->ValueAt(QPointF(300, 300)).x());
+        const auto nearest = std::min_element(lines.begin() + 1, lines.end(), [mouse](auto& a, auto& b) {
+            return qAbs(a[0].toLongLong() - mouse) < qAbs(b[0].toLongLong() - mouse);
+        });
+        QStringList expected{"time: " + (*nearest)[0]};
+        for (int c = 1; c < names.size(); ++c)
+            if (Item(names[c])->showChkBox->isChecked())
+                expected << QString("%1: %2").arg(names[c], (*nearest)[c]) +
+                                (names[c] == "amplitude" ? QString(" (%1)").arg((*nearest)[c].toInt() + 100)
+                                 : names[c] == "temperature"
+                                     ? QString(" (%1)").arg((*nearest)[c].toInt() / 10.0)
+                                     : QString());
+        QCOMPARE(m_window->Chart()->TooltipText().split('\n'), expected);
         ScreenShot::Save(m_window, "workflow-3-scrolled");
         // 1024 pixels wide with the table open: the time labels in ms, each shown whole.
         QCOMPARE(m_window->width(), 1024);
@@ -227,26 +345,13 @@ private slots:
         m_window->ZoomBox()->setCurrentIndex(1); // 20us/Div: labels of seven digits
         QTRY_VERIFY(labelsWhole("µs"));
         ScreenShot::Save(m_window, "workflow-4-microseconds");
-        QTest::mouseMove(m_window->Chart()->View(), QPoint(300, 300)); // the cursor line follows the mouse
-        QTRY_VERIFY(m_window->Chart()->CursorLine()->isVisible());
-        const QString data = dir.filePath("data.csv"); // Save Data writes what the ring holds
-        AnswerFileDialog(data);
-        QMetaObject::invokeMethod(m_window, "SaveData");
-        QFile csv(data);
-        QVERIFY(csv.open(QIODevice::ReadOnly) && csv.readLine() == "time,amplitude,follower,loop_counter\n");
-        QVERIFY(csv.readAll().count('\n') > 100);
 
-        const QString saved = dir.filePath("p.tidewatch");
-        AnswerFileDialog(saved);
-        QMetaObject::invokeMethod(m_window, "SaveAs");
-        const int zoom = m_window->ZoomBox()->currentIndex();
-        m_window->ZoomBox()->setCurrentIndex(zoom + 2);
+        // Opening the project brings back its time base and its rows as they were.
+        const QStringList setup = Setup();
         AnswerFileDialog(saved);
         QMetaObject::invokeMethod(m_window, "OpenProject");
         QCOMPARE(m_window->ZoomBox()->currentIndex(), zoom);
-        QFile file(saved); // the rows are listed in the file, and opening it leaves them alone
-        QVERIFY(file.open(QIODevice::ReadOnly) && file.readAll().contains(R"("name": "loop_counter")"));
-        QCOMPARE(m_window->Table()->LineItems().size(), kWatched.size());
+        QCOMPARE(Setup(), setup);
         // Closing the table's dock unticks " Table "; ticking it shows the dock again.
         Click(m_window->Dock()->findChild<QAbstractButton*>("qt_dockwidget_closebutton"));
         QVERIFY(!m_window->TableBox()->isChecked() && !m_window->Dock()->isVisible());
@@ -285,6 +390,55 @@ private slots:
         cleanup();
         QVERIFY(QFile::exists(CommonCfg::AutosavePath()));
         QTRY_VERIFY_WITH_TIMEOUT(!TaskManage::ServerAnswers(3333), 5000); // its simulator ended with it
+
+        // A fresh window opens the project: its rows and settings return, the simulator is started again
+        // and Start samples the rows, each scaled as it was. A row the ELF file lacks is named.
+        QFile file(saved);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        const QByteArray text = file.readAll().replace(R"("VarList": [)", R"("VarList": [{"name": "gone"},)");
+        QVERIFY(file.resize(0) && file.write(text) == text.size());
+        file.close();
+        m_window = new MainWindow;
+        m_window->show();
+        AnswerFileDialog(saved);
+        QMetaObject::invokeMethod(m_window, "OpenProject");
+        QCOMPARE(Setup(), setup);
+        auto* missing = m_window->findChild<QMessageBox*>();
+        QVERIFY(missing != nullptr && missing->text().endsWith("\ngone"));
+        missing->close();
+        Click(ToolButton(m_window->StartAction()));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            Newest("loop_counter") > 0 && Newest("amplitude") == 1100 && Newest("temperature") >= 25, 20000);
+        Click(ToolButton(m_window->StopAction()));
+        QTest::mouseMove(m_window->Chart()->View(), QPoint(310, 300)); // elsewhere than before: a move
+        QTRY_VERIFY(m_window->Chart()->TooltipVisible());
+        ScreenShot::Save(m_window, "workflow-5-restored");
+
+        // A run longer than the ring: the scroll bar spans exactly the frames it keeps, oldest to newest.
+        FrameQueue& ring = FrameQueue::instance();
+        ring.init();
+        SampleFrame frame{};
+        frame.count = watchList().count;
+        const qint64 pushed = kQueueCapacity + 5000, oldest = 20 * (pushed - kQueueCapacity + 1);
+        for (qint64 i = 0; i < pushed; ++i) {
+            frame.time = uint64_t(20 * i);
+            ring.push(frame);
+        }
+        m_window->Chart()->ResetXRangeByQueueSize(); // as Stop does
+        scroll = m_window->Chart()->ScrollBar();
+        QCOMPARE(QPoint(scroll->minimum(), scroll->maximum() + scroll->pageStep() - 1),
+                 QPoint(oldest, 20 * (pushed - 1)));
+        for (int end : {scroll->minimum(), scroll->maximum()}) {
+            scroll->setValue(end);
+            const QVector<QPointF> points = m_window->Chart()->GetDataSource()->Points().value(0);
+            QCOMPARE(end == scroll->minimum() ? points.first().x() : points.last().x(),
+                     end == scroll->minimum() ? double(oldest) : double(20 * (pushed - 1)));
+        }
+        QApplication::setActiveWindow(m_window);
+        QVERIFY(QTest::qWaitForWindowActive(m_window));
+        QTest::keyClick(m_window, Qt::Key_Q, Qt::ControlModifier); // File > Exit
+        QVERIFY(!m_window->isVisible() && !QFile::exists("elf.json"));
+        cleanup();
     }
 };
 

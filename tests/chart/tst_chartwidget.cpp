@@ -56,6 +56,11 @@ private slots:
     }
     void totalTime() {
         const QStringList f = Row::Fields();
+        // The view is nine divisions of 20 ms wide: from the first sample, then ending at the newest.
+        m_chart->SetXRangeWithCheck(400000, 450000);
+        QCOMPARE(QPointF(m_chart->AxisX()->min(), m_chart->AxisX()->max()), QPointF(400000, 580000));
+        m_chart->SetXRangeWithCheck(400000, 900000);
+        QCOMPARE(QPointF(m_chart->AxisX()->min(), m_chart->AxisX()->max()), QPointF(720000, 900000));
         m_chart->SetXRangeWithCheck(0, f[0].toDouble());
         QCOMPARE(m_chart->Chart()->title(), "Total Time " + f[1]);
     }
