@@ -12,6 +12,9 @@
 #include "SelectSymbolsDlg.h"
 #include "TableDockWidget.h"
 #include "TimeBase.h"
+#include "TriggerBar.h"
+#include "TriggerMarks.h"
+#include "TriggerWatch.h"
 #include "VarChartView.h"
 #include "VarParser.h"
 #include "VarTableWidget.h"
@@ -63,6 +66,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     statusLabel = new QLabel(this);
     statusBar()->addWidget(statusLabel);
     statusBar()->addPermanentWidget(new SamplingModeLabel(this));
+    statusBar()->addPermanentWidget(triggerBar->StatusLabel());
 
     CreateDock();
     chartWidget = new ChartWidget(this);
@@ -70,6 +74,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     setCentralWidget(chartWidget);
     connect(this, &MainWindow::HiddenScroll, chartWidget, &ChartWidget::HiddenScroll);
     varTable->SetDataSource(dataSource);
+    triggerMarks = new TriggerMarks(chartWidget->View());
 
     symbolsDlg = new SelectSymbolsDlg(this);
     ConnectParts();
@@ -187,6 +192,12 @@ void MainWindow::CreateToolBar() {
     toolBar->addWidget(new QLabel(tr("Setting:"), toolBar));
     toolBar->addAction(settingAct);
     toolBar->addSeparator();
+
+    QToolBar* triggerTools = addToolBar(tr("Trigger"));
+    triggerTools->setObjectName(QStringLiteral("triggerBar"));
+    triggerBar = new TriggerBar(triggerTools);
+    triggerBar->SetChoices(CommonCfg::TriggerChoices());
+    triggerTools->addWidget(triggerBar);
 }
 
 void MainWindow::CreateDock() {
@@ -201,6 +212,21 @@ void MainWindow::CreateDock() {
 
 void MainWindow::ConnectParts() {
     VarChartView* view = chartWidget->View();
+    connect(triggerBar, &TriggerBar::Changed, this, &MainWindow::ApplyTrigger);
+    connect(dataSource, &DataSource::VarValuesUpdated, this, &MainWindow::ShowTriggerMarks);
+    connect(triggerBar, &TriggerBar::RearmRequested, this, &MainWindow::RearmTrigger);
+    connect(zoomCombo, QOverload<int>::of(&QComboBox::currentIndexChanged), this, &MainWindow::ApplyTrigger);
+    connect(varTable, &VarTableWidget::SetChartShowItems, this, &MainWindow::ApplyTrigger);
+    TriggerWatch& trigger = TriggerWatch::Instance();
+    connect(&trigger, &TriggerWatch::StateChanged, triggerBar,
+            [this](int state) { triggerBar->ShowState(static_cast<TriggerDetector::State>(state)); });
+    // Single: acquisition stops once the part after the trigger is in.
+    connect(&trigger, &TriggerWatch::Captured, this, [this](bool single) {
+        if (single && stopAct->isEnabled()) {
+            stopAct->trigger();
+            chartWidget->ShowViewFrom(TriggerWatch::Instance().WindowLeft());
+        }
+    });
     connect(zoomCombo, QOverload<int>::of(&QComboBox::currentIndexChanged), view,
             &VarChartView::SetZoomIndex);
     connect(view, &VarChartView::ZoomChanged, this, &MainWindow::SetZoomIndex);
@@ -271,6 +297,7 @@ void MainWindow::OpenProject() {
     if (projectDialog == nullptr)
         projectDialog = new ProjectDialog;
     CommonCfg::LoadProject(file);
+    triggerBar->SetChoices(CommonCfg::TriggerChoices());
     fpsCombo->setCurrentText(QString::number(CommonCfg::Fps()));
     zoomCombo->setCurrentIndex(CommonCfg::ZoomIndex());
     OpenProjectSetup(this, file, *projectDialog, *varParser, *varTable, *symbolsDlg);
@@ -328,6 +355,8 @@ void MainWindow::StartSample() {
         });
         return;
     }
+    ApplyTrigger();
+    TriggerWatch::Instance().Restart();
     dataSource->StartAcquisition();
     sessionTimer->start();
     emit HiddenScroll(true);
@@ -340,6 +369,37 @@ void MainWindow::StopSample() {
     dataSource->StopAcquisition();
     stopSampling();
     emit HiddenScroll(false);
+}
+
+void MainWindow::ApplyTrigger() {
+    QStringList names;
+    for (const VarTableWidget::LineItem* item : varTable->LineItems())
+        names << (item->varDes != nullptr ? item->varDes->name : QString());
+    triggerBar->SetRows(names);
+    CommonCfg::SetTriggerChoices(triggerBar->Choices());
+    TriggerWatch::Instance().Configure(triggerBar->Settings(dataSource->RowSlots()));
+    triggerBar->ShowState(TriggerWatch::Instance().State());
+    ShowTriggerMarks();
+}
+
+void MainWindow::ShowTriggerMarks() {
+    const int row = triggerBar->SourceRow();
+    const QList<VarTableWidget::LineItem*>& items = varTable->LineItems();
+    if (triggerBar->Mode() == TriggerMode::Off || row < 0 || row >= items.size()) {
+        triggerMarks->Hide();
+        return;
+    }
+    const TriggerWatch& trigger = TriggerWatch::Instance();
+    triggerMarks->Show(triggerBar->Level(), QColor::fromRgb(items[row]->colorLabel->property("rgb").toUInt()),
+                       trigger.HasCapture(), double(trigger.TriggerChartTime()));
+}
+
+void MainWindow::RearmTrigger() {
+    // A Single capture stopped the run: one click samples again and waits for the next trigger.
+    if (!stopAct->isEnabled() && triggerBar->Mode() == TriggerMode::Single)
+        startAct->trigger();
+    else
+        TriggerWatch::Instance().Rearm();
 }
 
 void MainWindow::CheckSessionEnd() {

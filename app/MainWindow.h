@@ -3,6 +3,8 @@
 #include <QMainWindow>
 #include <QString>
 
+class TriggerBar;
+class TriggerMarks;
 class ChartWidget;
 class DataSource;
 class ProjectDialog;
@@ -69,6 +71,10 @@ private slots:
     // Polled while sampling: a session that ended by itself brings the window back to stopped.
     void CheckSessionEnd();
     void ShowWriteFailure(const QString& message);
+    // The trigger bar's choices go to the project and to the display's trigger.
+    void ApplyTrigger();
+    void RearmTrigger();
+    void ShowTriggerMarks();
 
 private:
     void CreateActions();
@@ -109,6 +115,8 @@ private:
     QCheckBox* chartChkBox = nullptr;
     QCheckBox* tableChkBox = nullptr;
     QLabel* statusLabel = nullptr;
+    TriggerBar* triggerBar = nullptr;
+    TriggerMarks* triggerMarks = nullptr;
 
     VarParser* varParser = nullptr;
     VarTableWidget* varTable = nullptr;

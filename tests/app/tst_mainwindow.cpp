@@ -14,6 +14,8 @@
 #include "SelectSymbolsDlg.h"
 #include "TableDockWidget.h"
 #include "TaskManage.h"
+#include "TriggerBar.h"
+#include "TriggerWatch.h"
 #include "ValueLineEdit.h"
 #include "VarChartView.h"
 #include "WatchList.h"
@@ -215,6 +217,56 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!Item("amplitude")->valueEdit->text().isEmpty() &&
                                      m_window->Chart()->FpsLabel()->text().startsWith("FPS: "),
                                  10000);
+        // Single on the sine wave (follower), set by keyboard: acquisition stops with the capture, its
+        // rising crossing of 0 at 10 % of the screen, the level line and the marker in follower's colour.
+        auto* bar = m_window->findChild<TriggerBar*>();
+        const auto control = [bar](const QString& name) {
+            for (QWidget* w : bar->findChildren<QWidget*>())
+                if (w->accessibleName() == name)
+                    return w;
+            return static_cast<QWidget*>(nullptr);
+        };
+        Item("loop_counter")->showChkBox->click(); // the vertical range: the sine's and its neighbours'
+        control("Trigger source")->setFocus();
+        QTest::keyClicks(control("Trigger source"), "follower");
+        control("Trigger mode")->setFocus();
+        QTest::keyClick(control("Trigger mode"), Qt::Key_End); // Single
+        QTRY_VERIFY_WITH_TIMEOUT(m_window->StartAction()->isEnabled(), 10000);
+        const qint64 at = TriggerWatch::Instance().TriggerChartTime();
+        QtCharts::QValueAxis* timeAxis = m_window->Chart()->AxisX();
+        QVERIFY(qAbs((at - timeAxis->min()) / (timeAxis->max() - timeAxis->min()) - 0.1) < 0.02);
+        const QVector<QPointF> wave = m_window->Chart()->GetDataSource()->Points().value(
+            m_window->Table()->LineItems().indexOf(Item("follower")));
+        const auto crossing =
+            std::find_if(wave.begin(), wave.end(), [at](const QPointF& p) { return p.x() >= at; });
+        QVERIFY(crossing != wave.begin() && crossing != wave.end());
+        QVERIFY2(crossing->x() == at && crossing->y() >= 0 && (crossing - 1)->y() < 0,
+                 qPrintable(bar->StatusLabel()->text()));
+        QCOMPARE(bar->StatusLabel()->text(), QString("Trigger: triggered"));
+        const QImage single = ScreenShot::Save(m_window, "workflow-2-single");
+        QtCharts::QChart* chart = m_window->Chart()->View()->chart();
+        const QColor colour = QColor::fromRgb(Item("follower")->colorLabel->property("rgb").toUInt());
+        const auto onWindow = [&](QPointF value) {
+            const QPointF scene = chart->mapToScene(chart->mapToPosition(value, chart->series().first()));
+            return m_window->Chart()->View()->mapTo(m_window, m_window->Chart()->View()->mapFromScene(scene));
+        };
+        const QPoint marker = onWindow(QPointF(at, 0));
+        const int top = m_window->Chart()
+                            ->View()
+                            ->mapTo(m_window, m_window->Chart()->View()->mapFromScene(
+                                                  chart->mapToScene(chart->plotArea().topLeft())))
+                            .y();
+        QCOMPARE(single.pixelColor(marker.x(), top + 3), colour);
+        int onLine = 0;
+        for (int x = onWindow(QPointF(timeAxis->min(), 0)).x(); x < onWindow(QPointF(timeAxis->max(), 0)).x();
+             ++x)
+            onLine += single.pixelColor(x, marker.y()) == colour;
+        QVERIFY2(onLine > m_window->Chart()->View()->width() / 3, qPrintable(QString::number(onLine)));
+        control("Trigger mode")->setFocus();
+        QTest::keyClick(control("Trigger mode"), Qt::Key_Home); // Off
+        QVERIFY(bar->StatusLabel()->isHidden());
+        Item("loop_counter")->showChkBox->click();
+        Click(ToolButton(m_window->StartAction()));
         // Mid-edit: the picture shows every row's colour as a curve and only the edited cell framed in blue.
         ValueLineEdit* amplitude = Item("amplitude")->valueEdit;
         Click(amplitude);
