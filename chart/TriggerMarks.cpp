@@ -40,9 +40,13 @@ bool TriggerMarks::eventFilter(QObject* watched, QEvent* event) {
 
 void TriggerMarks::paintEvent(QPaintEvent*) {
     QChart* chart = m_view->chart();
-    if (!m_shown || chart == nullptr || chart->series().isEmpty())
+    // The curves' axes: the first series with a vertical axis (the cursor line has none).
+    QAbstractSeries* series = nullptr;
+    for (QAbstractSeries* s : chart != nullptr ? chart->series() : QList<QAbstractSeries*>())
+        if (series == nullptr && !s->attachedAxes().isEmpty() && s->attachedAxes().size() == 2)
+            series = s;
+    if (!m_shown || series == nullptr)
         return;
-    QAbstractSeries* series = chart->series().first();
     const QRectF plot = chart->plotArea();
     const QPointF at =
         m_view->mapFromScene(chart->mapToScene(chart->mapToPosition(QPointF(m_time, m_level), series)));

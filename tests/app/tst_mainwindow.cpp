@@ -218,7 +218,7 @@ private slots:
                                      m_window->Chart()->FpsLabel()->text().startsWith("FPS: "),
                                  10000);
         // Single on the sine wave (follower), set by keyboard: acquisition stops with the capture, its
-        // rising crossing of 0 at 10 % of the screen, the level line and the marker in follower's colour.
+        // rising crossing of 500 at 10 % of the screen, the level line and the marker in follower's colour.
         auto* bar = m_window->findChild<TriggerBar*>();
         const auto control = [bar](const QString& name) {
             for (QWidget* w : bar->findChildren<QWidget*>())
@@ -229,6 +229,11 @@ private slots:
         Item("loop_counter")->showChkBox->click(); // the vertical range: the sine's and its neighbours'
         control("Trigger source")->setFocus();
         QTest::keyClicks(control("Trigger source"), "follower");
+        auto* level = static_cast<QLineEdit*>(control("Trigger level"));
+        level->setFocus();
+        level->selectAll();
+        QTest::keyClicks(level, "500");
+        QTest::keyClick(level, Qt::Key_Return);
         control("Trigger mode")->setFocus();
         QTest::keyClick(control("Trigger mode"), Qt::Key_End); // Single
         QTRY_VERIFY_WITH_TIMEOUT(m_window->StartAction()->isEnabled(), 10000);
@@ -240,17 +245,17 @@ private slots:
         const auto crossing =
             std::find_if(wave.begin(), wave.end(), [at](const QPointF& p) { return p.x() >= at; });
         QVERIFY(crossing != wave.begin() && crossing != wave.end());
-        QVERIFY2(crossing->x() == at && crossing->y() >= 0 && (crossing - 1)->y() < 0,
+        QVERIFY2(crossing->x() == at && crossing->y() >= 500 && (crossing - 1)->y() < 500,
                  qPrintable(bar->StatusLabel()->text()));
         QCOMPARE(bar->StatusLabel()->text(), QString("Trigger: triggered"));
         const QImage single = ScreenShot::Save(m_window, "workflow-2-single");
         QtCharts::QChart* chart = m_window->Chart()->View()->chart();
         const QColor colour = QColor::fromRgb(Item("follower")->colorLabel->property("rgb").toUInt());
         const auto onWindow = [&](QPointF value) {
-            const QPointF scene = chart->mapToScene(chart->mapToPosition(value, chart->series().first()));
+            const QPointF scene = chart->mapToScene(chart->mapToPosition(value, chart->series().last()));
             return m_window->Chart()->View()->mapTo(m_window, m_window->Chart()->View()->mapFromScene(scene));
         };
-        const QPoint marker = onWindow(QPointF(at, 0));
+        const QPoint marker = onWindow(QPointF(at, 500));
         const int top = m_window->Chart()
                             ->View()
                             ->mapTo(m_window, m_window->Chart()->View()->mapFromScene(
