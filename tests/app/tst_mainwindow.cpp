@@ -274,7 +274,10 @@ private slots:
         Click(ToolButton(m_window->StartAction()));
         // Mid-edit: the picture shows every row's colour as a curve and only the edited cell framed in blue.
         ValueLineEdit* amplitude = Item("amplitude")->valueEdit;
+        m_window->activateWindow(); // a click gives focus in the active window only
+        QVERIFY(QTest::qWaitForWindowActive(m_window));
         Click(amplitude);
+        QVERIFY(amplitude->hasFocus());
         amplitude->selectAll();
         QTest::keyClicks(amplitude, "2500");
         const QImage live = ScreenShot::Save(m_window, "workflow-2-live");
