@@ -10,6 +10,7 @@
 #include "MemoryWrite.h"
 #include "PollPlan.h"
 #include "PollSession.h"
+#include "RingStats.h"
 #include "Row.h"
 #include "SampleValue.h"
 #include "Trigger.h"
@@ -589,6 +590,41 @@ private slots:
         QCOMPARE(q.frameBySeq(6, f), 0);      // overwritten
         QCOMPARE(q.frameBySeq(at + 4, f), 0); // not yet pushed
         QVERIFY(TriggerDetector::Held(7, at + 4) && !TriggerDetector::Held(6, at + 4));
+    }
+
+    // Frames pushed (frame i: time 10 i, value i) | chart span | scale, offset | frames | min, max, mean,
+    // peak-to-peak as displayed
+    void ringStats_data() {
+        QTest::addColumn<uint>("pushed");
+        QTest::addColumn<qint64>("left");
+        QTest::addColumn<qint64>("right");
+        QTest::addColumn<double>("scale");
+        QTest::addColumn<double>("offset");
+        QTest::addColumn<int>("count");
+        QTest::addColumn<QVector<double>>("stats");
+        using V = QVector<double>;
+        // clang-format off
+        QTest::newRow("both ends included") << 100u << qint64(20) << qint64(50) << 1.0 << 0.0 << 4 << V{2, 5, 3.5, 3};
+        QTest::newRow("between frames") << 100u << qint64(15) << qint64(55) << 1.0 << 0.0 << 4 << V{2, 5, 3.5, 3};
+        QTest::newRow("scaled and offset") << 100u << qint64(20) << qint64(50) << 2.0 << 1.0 << 4 << V{5, 11, 8, 6};
+        QTest::newRow("past the newest") << 100u << qint64(2000) << qint64(3000) << 1.0 << 0.0 << 0 << V{0, 0, 0, 0};
+        QTest::newRow("across the wrap") << kQueueCapacity + 10 << qint64(9999900) << qint64(10000050) << 1.0 << 0.0 << 16 << V{999990, 1000005, 999997.5, 15};
+        QTest::newRow("oldest overwritten") << kQueueCapacity + 10 << qint64(0) << qint64(150) << 1.0 << 0.0 << 5 << V{11, 15, 13, 4};
+        // clang-format on
+    }
+    void ringStats() {
+        QFETCH(uint, pushed);
+        QFETCH(qint64, left);
+        QFETCH(qint64, right);
+        QFETCH(double, scale);
+        QFETCH(double, offset);
+        for (uint i = 0; i < pushed; ++i)
+            FrameQueue::instance().push(frameAt(10 * i, i));
+        const RowStats r =
+            RingStats::Compute(FrameQueue::instance(), left, right, {{0, kCodeSigned, scale, offset}})
+                .value(0);
+        QTEST(int(r.count), "count");
+        QTEST((QVector<double>{r.min, r.max, r.mean, r.peakToPeak}), "stats");
     }
 
     // Frames kept | display depth | points drawn | first value | stride
