@@ -12,7 +12,7 @@ QVector<RowStats> Compute(FrameQueue& queue, qint64 left, qint64 right, const QV
     if (right < left || sources.isEmpty())
         return out;
     const uint32_t first = RingWindow::FirstAtOrAfter(queue, left);
-    const uint32_t end = RingWindow::FirstAtOrAfter(queue, right);
+    const uint32_t end = RingWindow::FirstAtOrAfter(queue, right + 1);
     QVector<double> sums(sources.size(), 0.0);
     SampleFrame frame;
     for (uint32_t at = first; at < end; ++at) {
