@@ -5,9 +5,11 @@
 #include "CommonCfg.h"
 #include "DataFile.h"
 #include "DataSource.h"
+#include "FrameQueue.h"
 #include "Images.h"
 #include "ProjectDialog.h"
 #include "ProjectOpen.h"
+#include "RowStatistics.h"
 #include "SamplingModeView.h"
 #include "SelectSymbolsDlg.h"
 #include "TableDockWidget.h"
@@ -28,6 +30,8 @@
 #include <QStatusBar>
 #include <QTimer>
 #include <QToolBar>
+#include <QtCharts/QValueAxis>
+#include <cmath>
 
 namespace {
 // How often a running session is checked for an end of its own.
@@ -75,6 +79,10 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     connect(this, &MainWindow::HiddenScroll, chartWidget, &ChartWidget::HiddenScroll);
     varTable->SetDataSource(dataSource);
     triggerMarks = new TriggerMarks(chartWidget->View());
+    // Twice a second: every frame of the span is read, more than a display tick should carry.
+    statsTimer = new QTimer(this);
+    connect(statsTimer, &QTimer::timeout, this, &MainWindow::ShowStatistics);
+    statsTimer->start(500);
 
     symbolsDlg = new SelectSymbolsDlg(this);
     ConnectParts();
@@ -392,6 +400,14 @@ void MainWindow::ShowTriggerMarks() {
     const TriggerWatch& trigger = TriggerWatch::Instance();
     triggerMarks->Show(triggerBar->Level(), QColor::fromRgb(items[row]->colorLabel->property("rgb").toUInt()),
                        trigger.HasCapture(), double(trigger.TriggerChartTime()));
+}
+
+void MainWindow::ShowStatistics() {
+    const QtCharts::QValueAxis* axis = chartWidget->AxisX();
+    if (axis == nullptr || varTable->LineItems().isEmpty() || FrameQueue::instance().historyEmpty())
+        return;
+    varTable->ShowStatistics(RowStatisticsTexts(qint64(std::ceil(axis->min())),
+                                                qint64(std::floor(axis->max())), dataSource->RowSlots()));
 }
 
 void MainWindow::RearmTrigger() {

@@ -75,6 +75,8 @@ private slots:
     void ApplyTrigger();
     void RearmTrigger();
     void ShowTriggerMarks();
+    // The table's min, max, mean and peak-to-peak over every frame of the visible span.
+    void ShowStatistics();
 
 private:
     void CreateActions();
@@ -117,6 +119,7 @@ private:
     QLabel* statusLabel = nullptr;
     TriggerBar* triggerBar = nullptr;
     TriggerMarks* triggerMarks = nullptr;
+    QTimer* statsTimer = nullptr;
 
     VarParser* varParser = nullptr;
     VarTableWidget* varTable = nullptr;

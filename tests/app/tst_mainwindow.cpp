@@ -248,6 +248,13 @@ private slots:
         QVERIFY2(crossing->x() == at && crossing->y() >= 500 && (crossing - 1)->y() < 500,
                  qPrintable(bar->StatusLabel()->text()));
         QCOMPARE(bar->StatusLabel()->text(), QString("Trigger: triggered"));
+        // The table's statistics: over every frame of the frozen view, which the curve draws unthinned here.
+        double low = qInf(), high = -qInf();
+        for (const QPointF& p : wave)
+            if (p.x() >= std::ceil(timeAxis->min()) && p.x() <= std::floor(timeAxis->max()))
+                low = std::min(low, p.y()), high = std::max(high, p.y());
+        QTRY_COMPARE(Cell("follower", "min")->text() + " " + Cell("follower", "p-p")->text(),
+                     QString("%1 %2").arg(low).arg(high - low));
         const QImage single = ScreenShot::Save(m_window, "workflow-2-single");
         QtCharts::QChart* chart = m_window->Chart()->View()->chart();
         const QColor colour = QColor::fromRgb(Item("follower")->colorLabel->property("rgb").toUInt());
