@@ -3,6 +3,7 @@
 #include "Acquisition.h"
 #include "ChartWidget.h"
 #include "CommonCfg.h"
+#include "CursorPair.h"
 #include "DataFile.h"
 #include "DataSource.h"
 #include "FrameQueue.h"
@@ -83,6 +84,18 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     statsTimer = new QTimer(this);
     connect(statsTimer, &QTimer::timeout, this, &MainWindow::ShowStatistics);
     statsTimer->start(500);
+    cursors =
+        new CursorPair(chartWidget->View(), [this](qint64 time, QStringList& names, QVector<double>& values) {
+            QStringList rowNames;
+            QVector<bool> shown;
+            for (const VarTableWidget::LineItem* item : varTable->LineItems()) {
+                rowNames << (item->varDes != nullptr ? item->varDes->name : QString());
+                shown << item->showChkBox->isChecked();
+            }
+            RowValuesAt(time, rowNames, shown, dataSource->RowSlots(), names, values);
+        });
+    connect(cursors, &CursorPair::Changed, this, &MainWindow::ShowStatistics);
+    connect(dataSource, &DataSource::VarValuesUpdated, cursors, &CursorPair::Refresh);
 
     symbolsDlg = new SelectSymbolsDlg(this);
     ConnectParts();
@@ -406,8 +419,11 @@ void MainWindow::ShowStatistics() {
     const QtCharts::QValueAxis* axis = chartWidget->AxisX();
     if (axis == nullptr || varTable->LineItems().isEmpty() || FrameQueue::instance().historyEmpty())
         return;
-    varTable->ShowStatistics(RowStatisticsTexts(qint64(std::ceil(axis->min())),
-                                                qint64(std::floor(axis->max())), dataSource->RowSlots()));
+    // Between the cursors when both are placed, else over the visible span.
+    const bool between = cursors->HasA() && cursors->HasB();
+    const qint64 left = between ? std::min(cursors->A(), cursors->B()) : qint64(std::ceil(axis->min()));
+    const qint64 right = between ? std::max(cursors->A(), cursors->B()) : qint64(std::floor(axis->max()));
+    varTable->ShowStatistics(RowStatisticsTexts(left, right, dataSource->RowSlots()));
 }
 
 void MainWindow::RearmTrigger() {

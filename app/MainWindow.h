@@ -4,6 +4,7 @@
 #include <QString>
 
 class TriggerBar;
+class CursorPair;
 class TriggerMarks;
 class ChartWidget;
 class DataSource;
@@ -120,6 +121,7 @@ private:
     TriggerBar* triggerBar = nullptr;
     TriggerMarks* triggerMarks = nullptr;
     QTimer* statsTimer = nullptr;
+    CursorPair* cursors = nullptr;
 
     VarParser* varParser = nullptr;
     VarTableWidget* varTable = nullptr;

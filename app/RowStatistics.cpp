@@ -2,6 +2,8 @@
 
 #include "FrameQueue.h"
 #include "RingStats.h"
+#include "RingWindow.h"
+#include "SampleValue.h"
 #include "WatchList.h"
 
 QVector<QStringList> RowStatisticsTexts(qint64 left, qint64 right, const QVector<int>& rowSlots) {
@@ -20,4 +22,22 @@ QVector<QStringList> RowStatisticsTexts(qint64 left, qint64 right, const QVector
                                   : QStringList{text(s.min), text(s.max), text(s.mean), text(s.peakToPeak)});
     }
     return texts;
+}
+
+void RowValuesAt(qint64 time, const QStringList& rowNames, const QVector<bool>& shown,
+                 const QVector<int>& rowSlots, QStringList& names, QVector<double>& values) {
+    SampleFrame frame;
+    if (!RingWindow::Nearest(FrameQueue::instance(), time, frame))
+        return;
+    const WatchList& watch = watchList();
+    names.clear();
+    values.clear();
+    for (int row = 0; row < rowNames.size() && row < rowSlots.size(); ++row) {
+        const int slot = rowSlots[row];
+        if (!shown.value(row) || slot < 0 || slot >= watch.count || slot >= frame.count)
+            continue;
+        names << rowNames[row];
+        values << readSample(frame.value[slot], watch.typeCode[slot]).toDouble() * watch.scale[slot] +
+                      watch.offset[slot];
+    }
 }

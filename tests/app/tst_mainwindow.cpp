@@ -3,6 +3,7 @@
 #include "ChartWidget.h"
 #include "CommandLineConfig.h"
 #include "CommonCfg.h"
+#include "CursorPair.h"
 #include "DataSource.h"
 #include "FrameQueue.h"
 #include "MainWindow.h"
@@ -274,6 +275,32 @@ private slots:
              ++x)
             onLine += single.pixelColor(x, marker.y()) == colour;
         QVERIFY2(onLine > m_window->Chart()->View()->width() / 3, qPrintable(QString::number(onLine)));
+        // Cursors: A by a click at the trigger point, B by the keyboard (mid-view, then a tenth further);
+        // the readout has follower's value at each, and the statistics now span the two.
+        VarChartView* chartView = m_window->Chart()->View();
+        QTest::mouseClick(chartView->viewport(), Qt::LeftButton, {}, chartView->mapFrom(m_window, marker));
+        chartView->setFocus();
+        QTest::keyClick(chartView, Qt::Key_B);
+        QTest::keyClick(chartView, Qt::Key_Right, Qt::ShiftModifier);
+        auto* cursors = m_window->findChild<CursorPair*>();
+        QVERIFY(cursors->HasA() && cursors->HasB() && qAbs(cursors->A() - at) < 1000);
+        const auto near = [&wave](qint64 t) {
+            return std::min_element(
+                       wave.begin(), wave.end(),
+                       [t](const QPointF& p, const QPointF& q) { return qAbs(p.x() - t) < qAbs(q.x() - t); })
+                ->y();
+        };
+        QVERIFY2(cursors->ReadoutText().contains(
+                     QString("follower: %1 | %2 |").arg(near(cursors->A())).arg(near(cursors->B()))),
+                 qPrintable(cursors->ReadoutText()));
+        low = qInf();
+        for (const QPointF& p : wave)
+            if (p.x() >= cursors->A() && p.x() <= cursors->B())
+                low = std::min(low, p.y());
+        QTRY_COMPARE(Cell("follower", "min")->text(), QString::number(low));
+        ScreenShot::Save(m_window, "workflow-2-cursors");
+        QTest::keyClick(chartView, Qt::Key_Escape);
+        QVERIFY(!cursors->HasA());
         control("Trigger mode")->setFocus();
         QTest::keyClick(control("Trigger mode"), Qt::Key_Home); // Off
         QVERIFY(bar->StatusLabel()->isHidden());
