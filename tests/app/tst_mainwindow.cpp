@@ -284,6 +284,8 @@ private slots:
         QTest::keyClick(chartView, Qt::Key_Right, Qt::ShiftModifier);
         auto* cursors = m_window->findChild<CursorPair*>();
         QVERIFY(cursors->HasA() && cursors->HasB() && qAbs(cursors->A() - at) < 1000);
+        QCOMPARE(cursors->B(), qRound64((timeAxis->min() + timeAxis->max()) / 2) +
+                                   qRound64((timeAxis->max() - timeAxis->min()) / 10));
         const auto near = [&wave](qint64 t) {
             return std::min_element(
                        wave.begin(), wave.end(),
