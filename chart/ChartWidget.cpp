@@ -147,6 +147,7 @@ void ChartWidget::InitChartView() {
     connect(view, &VarChartView::AxisXRangedChanged, this, &ChartWidget::AxisXRangeChanged);
     // Queued: the main window's own handler of the zoom sets the shared step first.
     connect(view, &VarChartView::ZoomChanged, this, &ChartWidget::ShowStep, Qt::QueuedConnection);
+    connect(view, &VarChartView::ZoomChanged, this, &ChartWidget::FitViewToStep, Qt::QueuedConnection);
     connect(this, &ChartWidget::GetDataFromQueue, dataSource, &DataSource::UpdateDataByScroll);
     connect(axisX, &QValueAxis::rangeChanged, this, &ChartWidget::UpdateTimeLabels);
     connect(chart, &QChart::plotAreaChanged, this, &ChartWidget::UpdateTimeLabels);
@@ -181,6 +182,18 @@ void ChartWidget::ShowStep() {
     stepLabel->setText(CommonCfg::CurrentStepLabel());
     stepLabel->adjustSize();
     UpdateTimeLabels(); // the unit follows the time base
+}
+
+void ChartWidget::FitViewToStep() {
+    // A zoom about the mouse leaves the view whole steps wide, but one from the tool bar (no mouse over
+    // the chart) or one cut at 0 does not: the view keeps its left edge and gets the width of the steps.
+    const qint64 span = ViewSpan();
+    if (axisX->max() - axisX->min() == static_cast<double>(span))
+        return;
+    if (!scrollHidden)
+        ScrollOverRing(span, static_cast<qint64>(axisX->min()));
+    else
+        axisX->setRange(axisX->min(), axisX->min() + static_cast<double>(span));
 }
 
 void ChartWidget::ResizeWidth(int width) {
@@ -299,9 +312,10 @@ void ChartWidget::AxisXRangeChanged(qint64 leftUs, qint64 rightUs) {
         return;
     scrollBar->setSingleStep(static_cast<int>((rightUs - leftUs) / 10));
     scrollBar->setPageStep(static_cast<int>(rightUs - leftUs));
-    // A zoom after a run: the scroll bar keeps spanning the ring with the new view width.
+    // A zoom after a run: the view becomes whole steps of the new time base wide (a zoom near the start
+    // cuts its left edge at 0), and the scroll bar keeps spanning the ring.
     if (!scrollHidden)
-        ScrollOverRing(rightUs - leftUs, leftUs);
+        ScrollOverRing(ViewSpan(), leftUs);
 }
 
 void ChartWidget::InitScroll(qint64 min, qint64 max, qint64 step) {
@@ -317,6 +331,7 @@ void ChartWidget::ScrollValueChanged(int value) {
     qCDebug(lcChart) << "ScrollValueChanged value " << value << " step =" << scrollBar->pageStep();
     axisX->setRange(value, static_cast<double>(value) + scrollBar->pageStep());
     emit GetDataFromQueue();
+    MoveCursor(); // the tooltip tells of the time now under the mouse
 }
 
 void ChartWidget::SetScrollBegin(int begin) {

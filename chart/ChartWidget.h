@@ -86,6 +86,8 @@ private:
     void InitChartView();
     // The second overlay label: the shared time per division.
     void ShowStep();
+    // After a zoom: the view exactly as wide as the divisions of the new time base.
+    void FitViewToStep();
     // The one place the series list changes: the data source always draws into the current list.
     void ReplaceSeries(const QList<QtCharts::QLineSeries*>& series);
     // The data source learns the rows (their variables and show boxes) and draws them again.

@@ -440,6 +440,7 @@ private slots:
         QTRY_VERIFY(labelsWhole("ms"));
         m_window->ZoomBox()->setCurrentIndex(1); // 20us/Div: labels of seven digits
         QTRY_VERIFY(labelsWhole("µs"));
+        QTRY_COMPARE(axis->max() - axis->min(), (axis->tickCount() - 1) * 20.0); // zoomed from the tool bar
         ScreenShot::Save(m_window, "workflow-4-microseconds");
 
         // Opening the project brings back its time base and its rows as they were.
