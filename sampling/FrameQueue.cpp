@@ -38,6 +38,7 @@ int FrameQueue::init() {
         m_historyRead.store(0);
         m_lostUnread.store(0);
         m_pushed.store(0);
+        m_generation.fetch_add(1);
     }
     // The cursors are already reset, so the queue reads as empty while the storage is zeroed; nobody
     // waits on the lock for it. Only this thread pushes afterwards. Writing zeros over 1,000,000

@@ -51,6 +51,8 @@ public:
     // Frames pushed since init(): the sequence number the next frame gets. A frame's slot is its
     // sequence number modulo the capacity.
     uint64_t pushed() const { return m_pushed.load(); }
+    // Counts the init() calls: a reader of sequence numbers sees that the ring started again.
+    uint64_t generation() const { return m_generation.load(); }
     // Copies the frame of this sequence number: 1 when copied, 0 when the ring no longer (or not yet)
     // holds it, -1 on a lock failure.
     int frameBySeq(uint64_t seq, SampleFrame& out);
@@ -67,5 +69,6 @@ private:
     std::atomic<uint32_t> m_historyRead{0};
     std::atomic<uint64_t> m_lostUnread{0};
     std::atomic<uint64_t> m_pushed{0};
+    std::atomic<uint64_t> m_generation{0};
     pthread_mutex_t m_mutex = PTHREAD_MUTEX_INITIALIZER;
 };

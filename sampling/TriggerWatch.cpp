@@ -35,6 +35,7 @@ void TriggerWatch::Rearm() {
 void TriggerWatch::Restart() {
     QMutexLocker lock(&m_lock);
     m_nextSeq = FrameQueue::instance().pushed();
+    m_generation = FrameQueue::instance().generation();
     m_detector.configure(m_detector.settings());
     m_haveCapture = false;
     m_shownCapture.store(false);
@@ -47,6 +48,13 @@ bool TriggerWatch::Scan(QVector<QVector<QPointF>>& out) {
         return false;
     FrameQueue& queue = FrameQueue::instance();
     const uint64_t pushed = queue.pushed();
+    // The ring was set up again (a new session's reader does it after Restart() may have run): its
+    // frames count from 0.
+    if (queue.generation() != m_generation) {
+        m_generation = queue.generation();
+        m_nextSeq = 0;
+        m_detector.configure(m_detector.settings());
+    }
     // Frames the ring overwrote before this tick are gone: the scan goes on from the oldest kept.
     if (pushed > m_nextSeq + (kQueueCapacity - 1))
         m_nextSeq = pushed - (kQueueCapacity - 1);

@@ -45,6 +45,7 @@ private:
     QMutex m_lock; // settings and detector: changed by the GUI, used by the worker
     TriggerDetector m_detector;
     uint64_t m_nextSeq = 0;
+    uint64_t m_generation = 0;
     bool m_haveCapture = false;
     std::atomic<TriggerDetector::State> m_state{TriggerDetector::State::Off};
     std::atomic<qint64> m_triggerChart{0};
