@@ -3,15 +3,21 @@
 #include "Acquisition.h"
 #include "ChartWidget.h"
 #include "CommonCfg.h"
+#include "CursorPair.h"
 #include "DataFile.h"
 #include "DataSource.h"
+#include "FrameQueue.h"
 #include "Images.h"
 #include "ProjectDialog.h"
 #include "ProjectOpen.h"
+#include "RowStatistics.h"
 #include "SamplingModeView.h"
 #include "SelectSymbolsDlg.h"
 #include "TableDockWidget.h"
 #include "TimeBase.h"
+#include "TriggerBar.h"
+#include "TriggerMarks.h"
+#include "TriggerWatch.h"
 #include "VarChartView.h"
 #include "VarParser.h"
 #include "VarTableWidget.h"
@@ -25,6 +31,8 @@
 #include <QStatusBar>
 #include <QTimer>
 #include <QToolBar>
+#include <QtCharts/QValueAxis>
+#include <cmath>
 
 namespace {
 // How often a running session is checked for an end of its own.
@@ -63,6 +71,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     statusLabel = new QLabel(this);
     statusBar()->addWidget(statusLabel);
     statusBar()->addPermanentWidget(new SamplingModeLabel(this));
+    statusBar()->addPermanentWidget(triggerBar->StatusLabel());
 
     CreateDock();
     chartWidget = new ChartWidget(this);
@@ -70,6 +79,23 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     setCentralWidget(chartWidget);
     connect(this, &MainWindow::HiddenScroll, chartWidget, &ChartWidget::HiddenScroll);
     varTable->SetDataSource(dataSource);
+    triggerMarks = new TriggerMarks(chartWidget->View());
+    // Twice a second: every frame of the span is read, more than a display tick should carry.
+    statsTimer = new QTimer(this);
+    connect(statsTimer, &QTimer::timeout, this, &MainWindow::ShowStatistics);
+    statsTimer->start(500);
+    cursors =
+        new CursorPair(chartWidget->View(), [this](qint64 time, QStringList& names, QVector<double>& values) {
+            QStringList rowNames;
+            QVector<bool> shown;
+            for (const VarTableWidget::LineItem* item : varTable->LineItems()) {
+                rowNames << (item->varDes != nullptr ? item->varDes->name : QString());
+                shown << item->showChkBox->isChecked();
+            }
+            RowValuesAt(time, rowNames, shown, dataSource->RowSlots(), names, values);
+        });
+    connect(cursors, &CursorPair::Changed, this, &MainWindow::ShowStatistics);
+    connect(dataSource, &DataSource::VarValuesUpdated, cursors, &CursorPair::Refresh);
 
     symbolsDlg = new SelectSymbolsDlg(this);
     ConnectParts();
@@ -187,6 +213,12 @@ void MainWindow::CreateToolBar() {
     toolBar->addWidget(new QLabel(tr("Setting:"), toolBar));
     toolBar->addAction(settingAct);
     toolBar->addSeparator();
+
+    QToolBar* triggerTools = addToolBar(tr("Trigger"));
+    triggerTools->setObjectName(QStringLiteral("triggerBar"));
+    triggerBar = new TriggerBar(triggerTools);
+    triggerBar->SetChoices(CommonCfg::TriggerChoices());
+    triggerTools->addWidget(triggerBar);
 }
 
 void MainWindow::CreateDock() {
@@ -201,6 +233,21 @@ void MainWindow::CreateDock() {
 
 void MainWindow::ConnectParts() {
     VarChartView* view = chartWidget->View();
+    connect(triggerBar, &TriggerBar::Changed, this, &MainWindow::ApplyTrigger);
+    connect(dataSource, &DataSource::VarValuesUpdated, this, &MainWindow::ShowTriggerMarks);
+    connect(triggerBar, &TriggerBar::RearmRequested, this, &MainWindow::RearmTrigger);
+    connect(zoomCombo, QOverload<int>::of(&QComboBox::currentIndexChanged), this, &MainWindow::ApplyTrigger);
+    connect(varTable, &VarTableWidget::SetChartShowItems, this, &MainWindow::ApplyTrigger);
+    TriggerWatch& trigger = TriggerWatch::Instance();
+    connect(&trigger, &TriggerWatch::StateChanged, triggerBar,
+            [this](int state) { triggerBar->ShowState(static_cast<TriggerDetector::State>(state)); });
+    // Single: acquisition stops once the part after the trigger is in.
+    connect(&trigger, &TriggerWatch::Captured, this, [this](bool single) {
+        if (single && stopAct->isEnabled()) {
+            stopAct->trigger();
+            chartWidget->ShowViewFrom(TriggerWatch::Instance().WindowLeft());
+        }
+    });
     connect(zoomCombo, QOverload<int>::of(&QComboBox::currentIndexChanged), view,
             &VarChartView::SetZoomIndex);
     connect(view, &VarChartView::ZoomChanged, this, &MainWindow::SetZoomIndex);
@@ -271,6 +318,7 @@ void MainWindow::OpenProject() {
     if (projectDialog == nullptr)
         projectDialog = new ProjectDialog;
     CommonCfg::LoadProject(file);
+    triggerBar->SetChoices(CommonCfg::TriggerChoices());
     fpsCombo->setCurrentText(QString::number(CommonCfg::Fps()));
     zoomCombo->setCurrentIndex(CommonCfg::ZoomIndex());
     OpenProjectSetup(this, file, *projectDialog, *varParser, *varTable, *symbolsDlg);
@@ -328,6 +376,8 @@ void MainWindow::StartSample() {
         });
         return;
     }
+    ApplyTrigger();
+    TriggerWatch::Instance().Restart();
     dataSource->StartAcquisition();
     sessionTimer->start();
     emit HiddenScroll(true);
@@ -340,6 +390,48 @@ void MainWindow::StopSample() {
     dataSource->StopAcquisition();
     stopSampling();
     emit HiddenScroll(false);
+}
+
+void MainWindow::ApplyTrigger() {
+    QStringList names;
+    for (const VarTableWidget::LineItem* item : varTable->LineItems())
+        names << (item->varDes != nullptr ? item->varDes->name : QString());
+    triggerBar->SetRows(names);
+    CommonCfg::SetTriggerChoices(triggerBar->Choices());
+    TriggerWatch::Instance().Configure(triggerBar->Settings(dataSource->RowSlots()));
+    triggerBar->ShowState(TriggerWatch::Instance().State());
+    ShowTriggerMarks();
+}
+
+void MainWindow::ShowTriggerMarks() {
+    const int row = triggerBar->SourceRow();
+    const QList<VarTableWidget::LineItem*>& items = varTable->LineItems();
+    if (triggerBar->Mode() == TriggerMode::Off || row < 0 || row >= items.size()) {
+        triggerMarks->Hide();
+        return;
+    }
+    const TriggerWatch& trigger = TriggerWatch::Instance();
+    triggerMarks->Show(triggerBar->Level(), QColor::fromRgb(items[row]->colorLabel->property("rgb").toUInt()),
+                       trigger.HasCapture(), double(trigger.TriggerChartTime()));
+}
+
+void MainWindow::ShowStatistics() {
+    const QtCharts::QValueAxis* axis = chartWidget->AxisX();
+    if (axis == nullptr || varTable->LineItems().isEmpty() || FrameQueue::instance().historyEmpty())
+        return;
+    // Between the cursors when both are placed, else over the visible span.
+    const bool between = cursors->HasA() && cursors->HasB();
+    const qint64 left = between ? std::min(cursors->A(), cursors->B()) : qint64(std::ceil(axis->min()));
+    const qint64 right = between ? std::max(cursors->A(), cursors->B()) : qint64(std::floor(axis->max()));
+    varTable->ShowStatistics(RowStatisticsTexts(left, right, dataSource->RowSlots()));
+}
+
+void MainWindow::RearmTrigger() {
+    // A Single capture stopped the run: one click samples again and waits for the next trigger.
+    if (!stopAct->isEnabled() && triggerBar->Mode() == TriggerMode::Single)
+        startAct->trigger();
+    else
+        TriggerWatch::Instance().Rearm();
 }
 
 void MainWindow::CheckSessionEnd() {

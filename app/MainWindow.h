@@ -3,6 +3,9 @@
 #include <QMainWindow>
 #include <QString>
 
+class TriggerBar;
+class CursorPair;
+class TriggerMarks;
 class ChartWidget;
 class DataSource;
 class ProjectDialog;
@@ -69,6 +72,12 @@ private slots:
     // Polled while sampling: a session that ended by itself brings the window back to stopped.
     void CheckSessionEnd();
     void ShowWriteFailure(const QString& message);
+    // The trigger bar's choices go to the project and to the display's trigger.
+    void ApplyTrigger();
+    void RearmTrigger();
+    void ShowTriggerMarks();
+    // The table's min, max, mean and peak-to-peak over every frame of the visible span.
+    void ShowStatistics();
 
 private:
     void CreateActions();
@@ -109,6 +118,10 @@ private:
     QCheckBox* chartChkBox = nullptr;
     QCheckBox* tableChkBox = nullptr;
     QLabel* statusLabel = nullptr;
+    TriggerBar* triggerBar = nullptr;
+    TriggerMarks* triggerMarks = nullptr;
+    QTimer* statsTimer = nullptr;
+    CursorPair* cursors = nullptr;
 
     VarParser* varParser = nullptr;
     VarTableWidget* varTable = nullptr;

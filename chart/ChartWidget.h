@@ -66,6 +66,8 @@ public slots:
     void InitXRange();
     void RemoveSeriesByIdx(int index);
     void ResetXRangeByQueueSize();
+    // After a run: the view of one screen from `left` (a trigger's window), the scroll bar over the ring.
+    void ShowViewFrom(qint64 left) { ScrollOverRing(ViewSpan(), left); }
     void ShowTooltip(QMouseEvent* event);
     void HideToolTip();
     void HiddenScroll(bool hidden);

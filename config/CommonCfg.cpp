@@ -15,6 +15,7 @@ int CommonCfg::s_connectRate = 4000;
 std::atomic<int> CommonCfg::s_interval{20};
 std::atomic<int> CommonCfg::s_fps{15};
 std::atomic<SamplingMode> CommonCfg::s_mode{SamplingMode::Auto};
+QVariantMap CommonCfg::s_trigger;
 // The chart view starts at "20ms/Div"; every part starts from the same step.
 std::atomic<int> CommonCfg::s_zoomIndex{CommonCfg::DefaultZoomIndex()};
 QString CommonCfg::s_elfPath;
@@ -159,6 +160,7 @@ void CommonCfg::ResetForTests() {
     s_interval.store(20);
     s_fps.store(15);
     s_mode.store(SamplingMode::Auto);
+    s_trigger.clear();
     s_zoomIndex.store(DefaultZoomIndex());
     s_elfPath.clear();
     s_browsePath.clear();

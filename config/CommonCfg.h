@@ -58,6 +58,10 @@ public:
     // How the next session samples (project key "samplingMode"); read by the sampling engine at Start.
     static SamplingMode Mode() { return s_mode.load(); }
     static void SetMode(SamplingMode mode) { s_mode.store(mode); }
+    // The trigger's choices as the trigger bar keeps them (project key "trigger"): mode, source (the
+    // row's name), edge, level, position. Empty: the bar's defaults.
+    static QVariantMap TriggerChoices() { return s_trigger; }
+    static void SetTriggerChoices(const QVariantMap& choices) { s_trigger = choices; }
     // Display updates per second.
     static int Fps() { return s_fps.load(); }
     static void SetFps(int fps) { s_fps.store(fps); }
@@ -156,6 +160,7 @@ private:
     static std::atomic<int> s_interval;
     static std::atomic<int> s_fps;
     static std::atomic<SamplingMode> s_mode;
+    static QVariantMap s_trigger;
     static std::atomic<int> s_zoomIndex;
     static QString s_elfPath;
     static QString s_browsePath;

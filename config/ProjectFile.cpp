@@ -73,6 +73,7 @@ void CommonCfg::SaveProject(const QString& path) {
                            {"fps", QString::number(Fps())},
                            {"ZoomFactor", CurrentStepLabel()},
                            {"samplingMode", SamplingModeName(Mode())},
+                           {"trigger", QJsonObject::fromVariantMap(TriggerChoices())},
                            {"VarList", VarListOf(VarTable())}};
     QTextStream out(&file);
     out.setCodec("UTF-8");
@@ -125,6 +126,7 @@ void CommonCfg::LoadProject(const QString& path) {
     SamplingMode mode = SamplingMode::Auto;
     ParseSamplingMode(root.value("samplingMode").toString(), mode);
     SetMode(mode);
+    SetTriggerChoices(root.value("trigger").toObject().toVariantMap());
     // The rows in "VarList" are the opener's to restore (ReadVarList): the variable table stays as it is.
 }
 

@@ -10,9 +10,11 @@ void CsvWriter::writeHeader(const QStringList& names) {
 }
 
 void CsvWriter::formatFrame(const SampleFrame& frame, const std::vector<int32_t>& typeCodes,
-                            std::string& line) {
+                            std::string& line, const uint64_t* origin) {
     char buffer[32 + kMaxVars * (kSampleTextMax + 1)];
-    char* at = std::to_chars(buffer, buffer + 32, frame.time).ptr;
+    char* at = origin == nullptr
+                   ? std::to_chars(buffer, buffer + 32, frame.time).ptr
+                   : std::to_chars(buffer, buffer + 32, static_cast<int64_t>(frame.time - *origin)).ptr;
     for (int i = 0; i < frame.count && i < kMaxVars; ++i) {
         *at++ = ',';
         at = formatSample(at, frame.value[i],
@@ -23,6 +25,6 @@ void CsvWriter::formatFrame(const SampleFrame& frame, const std::vector<int32_t>
 }
 
 void CsvWriter::writeFrame(const SampleFrame& frame) {
-    formatFrame(frame, m_codes, m_line);
+    formatFrame(frame, m_codes, m_line, m_relative ? &m_origin : nullptr);
     std::fwrite(m_line.data(), 1, m_line.size(), m_out);
 }

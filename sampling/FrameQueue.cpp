@@ -37,6 +37,8 @@ int FrameQueue::init() {
         m_write.store(0);
         m_historyRead.store(0);
         m_lostUnread.store(0);
+        m_pushed.store(0);
+        m_generation.fetch_add(1);
     }
     // The cursors are already reset, so the queue reads as empty while the storage is zeroed; nobody
     // waits on the lock for it. Only this thread pushes afterwards. Writing zeros over 1,000,000
@@ -75,7 +77,19 @@ int FrameQueue::push(const SampleFrame& frame) {
     for (int i = 0; i < frame.count && i < kMaxVars; ++i)
         slot.value[i] = frame.value[i];
     m_write.store(next);
+    m_pushed.fetch_add(1);
     return 0;
+}
+
+int FrameQueue::frameBySeq(uint64_t seq, SampleFrame& out) {
+    Lock lock(m_mutex);
+    if (!lock.ok)
+        return -1;
+    const uint64_t pushed = m_pushed.load();
+    if (m_storage == nullptr || seq >= pushed || pushed - seq >= kQueueCapacity)
+        return 0;
+    out = m_storage[seq % kQueueCapacity];
+    return 1;
 }
 
 int FrameQueue::popForDisplay(SampleFrame& out, uint32_t skip) {

@@ -48,6 +48,14 @@ public:
     void setDisplayRead(uint32_t index) { m_displayRead.store(index % kQueueCapacity); }
     uint32_t historyRead() const { return m_historyRead.load(); }
     uint32_t writeIndex() const { return m_write.load(); }
+    // Frames pushed since init(): the sequence number the next frame gets. A frame's slot is its
+    // sequence number modulo the capacity.
+    uint64_t pushed() const { return m_pushed.load(); }
+    // Counts the init() calls: a reader of sequence numbers sees that the ring started again.
+    uint64_t generation() const { return m_generation.load(); }
+    // Copies the frame of this sequence number: 1 when copied, 0 when the ring no longer (or not yet)
+    // holds it, -1 on a lock failure.
+    int frameBySeq(uint64_t seq, SampleFrame& out);
 
     // Frames the ring overwrote before the display cursor reached them, since init().
     uint64_t overwrittenUnread() const { return m_lostUnread.load(); }
@@ -60,5 +68,7 @@ private:
     std::atomic<uint32_t> m_write{0};
     std::atomic<uint32_t> m_historyRead{0};
     std::atomic<uint64_t> m_lostUnread{0};
+    std::atomic<uint64_t> m_pushed{0};
+    std::atomic<uint64_t> m_generation{0};
     pthread_mutex_t m_mutex = PTHREAD_MUTEX_INITIALIZER;
 };

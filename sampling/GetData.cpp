@@ -5,6 +5,7 @@
 #include "FrameQueue.h"
 #include "LogCategories.h"
 #include "SampleValue.h"
+#include "TriggerWatch.h"
 #include "WatchList.h"
 
 #include <QMetaType>
@@ -137,7 +138,9 @@ void GetData::Tick(QTimer& timer) {
     QVector<QVector<float>> mathValue(count);
     // The time base may have changed since the start: the display depth follows it at every tick.
     hssSettings().displayDepth.store(displayDepthOf(CommonCfg::CurrentStepValue()));
-    Drain(dataValue, m_running.load());
+    // With a trigger on, every new frame is looked at first; a capture to show replaces the live span.
+    if (!TriggerWatch::Instance().Scan(dataValue))
+        Drain(dataValue, m_running.load());
     RegisterMetaTypes();
     emit DataSignal(dataValue, mathValue);
 

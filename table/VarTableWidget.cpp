@@ -76,10 +76,11 @@ VarTableWidget::VarTableWidget(QObject* parent)
     : QObject(parent), m_colorTitle(tr("Color")), m_showTitle(tr("Show")), m_nameTitle(tr("Name")),
       m_addressTitle(tr("Address")), m_typeTitle(tr("Type")), m_valueTitle(tr("Value")),
       m_yResolutionTitle(tr("Y Resolutin")), m_yOffsetTitle(tr("Y Offset")), m_minTitle(tr("min")),
-      m_maxTitle(tr("max")), m_movingAverageTitle(tr("moving average")), m_lockTitle(tr("Lock")) {
+      m_maxTitle(tr("max")), m_movingAverageTitle(tr("moving average")), m_meanTitle(tr("mean")),
+      m_peakToPeakTitle(tr("p-p")), m_lockTitle(tr("Lock")) {
     m_titles << m_colorTitle << m_showTitle << m_nameTitle << m_addressTitle << m_typeTitle << m_valueTitle
-             << m_yResolutionTitle << m_yOffsetTitle << m_minTitle << m_maxTitle << m_movingAverageTitle
-             << m_lockTitle;
+             << m_yResolutionTitle << m_yOffsetTitle << m_minTitle << m_maxTitle << m_meanTitle
+             << m_peakToPeakTitle << m_movingAverageTitle << m_lockTitle;
     m_table = new DragableRowsTable;
     connect(m_table, &DragableRowsTable::removeLine, this, &VarTableWidget::RemoveLine);
     // Dragged or sorted rows take their records along: row i always shows record i.
@@ -126,8 +127,7 @@ void VarTableWidget::SetupTable() {
 
     connect(m_table, &QTableWidget::cellClicked, this, &VarTableWidget::OnClickedTable);
     connect(m_table, &QTableWidget::cellChanged, this, &VarTableWidget::CellChanged);
-    for (const QString& title : {m_minTitle, m_maxTitle, m_movingAverageTitle})
-        m_table->hideColumn(Column(title));
+    m_table->hideColumn(Column(m_movingAverageTitle));
     AppendAddRow();
 }
 
@@ -567,7 +567,6 @@ void VarTableWidget::UpdateVarValue() {
     if (m_dataSource == nullptr)
         return;
     const QVector<QVector<QPointF>> points = m_dataSource->Points();
-    const QVector<QVector<float>> stats = m_dataSource->MathValues();
     const QStringList values = m_dataSource->ValueTexts();
     if (points.isEmpty() || points.first().isEmpty())
         return;
@@ -584,13 +583,21 @@ void VarTableWidget::UpdateVarValue() {
         palette.setColor(QPalette::All, QPalette::Text, colour);
         item->valueEdit->setPalette(palette);
         item->valueEdit->setText(text);
+    }
+}
 
-        if (i < stats.size() && !stats.at(i).isEmpty()) {
-            SyncItems(item);
-            if (item->minItem != nullptr)
-                item->minItem->setText(General(stats.at(i).first()));
-            if (item->maxItem != nullptr)
-                item->maxItem->setText(General(stats.at(i).last()));
+void VarTableWidget::ShowStatistics(const QVector<QStringList>& rows) {
+    const QSignalBlocker blocker(m_table); // not the user's edits
+    const QStringList titles{m_minTitle, m_maxTitle, m_meanTitle, m_peakToPeakTitle};
+    for (int row = 0; row < rows.size() && row < m_lineItems.size(); ++row) {
+        for (int c = 0; c < titles.size(); ++c) {
+            QTableWidgetItem* cell = m_table->item(row, Column(titles[c]));
+            if (cell == nullptr) {
+                cell = CentredItem(QString());
+                cell->setFlags(cell->flags() & ~Qt::ItemIsEditable);
+                m_table->setItem(row, Column(titles[c]), cell);
+            }
+            cell->setText(rows[row].value(c));
         }
     }
 }

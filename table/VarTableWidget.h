@@ -102,6 +102,8 @@ public slots:
     void ClearTable();
     void UpdateTableWithVariableList();
     void UpdateAllYResolutionAndOffset();
+    // Per row in row order: the texts of min, max, mean and peak-to-peak (RowStatistics.h).
+    void ShowStatistics(const QVector<QStringList>& rows);
     // The records take the order the table's rows have now (after a drag or a sort), and the chart
     // its rows again.
     void SyncRowOrder();
@@ -139,6 +141,8 @@ private:
     const QString m_minTitle;
     const QString m_maxTitle;
     const QString m_movingAverageTitle;
+    const QString m_meanTitle;
+    const QString m_peakToPeakTitle;
     const QString m_lockTitle;
     const int m_swatchSize = 20;
     QStringList m_titles;

@@ -3,6 +3,7 @@
 #include "ChartWidget.h"
 #include "CommandLineConfig.h"
 #include "CommonCfg.h"
+#include "CursorPair.h"
 #include "DataSource.h"
 #include "FrameQueue.h"
 #include "MainWindow.h"
@@ -14,6 +15,8 @@
 #include "SelectSymbolsDlg.h"
 #include "TableDockWidget.h"
 #include "TaskManage.h"
+#include "TriggerBar.h"
+#include "TriggerWatch.h"
 #include "ValueLineEdit.h"
 #include "VarChartView.h"
 #include "WatchList.h"
@@ -215,6 +218,96 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!Item("amplitude")->valueEdit->text().isEmpty() &&
                                      m_window->Chart()->FpsLabel()->text().startsWith("FPS: "),
                                  10000);
+        // Single on the sine wave (follower), set by keyboard: acquisition stops with the capture, its
+        // rising crossing of 500 at 10 % of the screen, the level line and the marker in follower's colour.
+        auto* bar = m_window->findChild<TriggerBar*>();
+        const auto control = [bar](const QString& name) {
+            for (QWidget* w : bar->findChildren<QWidget*>())
+                if (w->accessibleName() == name)
+                    return w;
+            return static_cast<QWidget*>(nullptr);
+        };
+        Item("loop_counter")->showChkBox->click(); // the vertical range: the sine's and its neighbours'
+        control("Trigger source")->setFocus();
+        QTest::keyClicks(control("Trigger source"), "follower");
+        auto* level = static_cast<QLineEdit*>(control("Trigger level"));
+        level->setFocus();
+        level->selectAll();
+        QTest::keyClicks(level, "500");
+        QTest::keyClick(level, Qt::Key_Return);
+        control("Trigger mode")->setFocus();
+        QTest::keyClick(control("Trigger mode"), Qt::Key_End); // Single
+        QTRY_VERIFY_WITH_TIMEOUT(m_window->StartAction()->isEnabled(), 10000);
+        const qint64 at = TriggerWatch::Instance().TriggerChartTime();
+        QtCharts::QValueAxis* timeAxis = m_window->Chart()->AxisX();
+        QVERIFY(qAbs((at - timeAxis->min()) / (timeAxis->max() - timeAxis->min()) - 0.1) < 0.02);
+        const QVector<QPointF> wave = m_window->Chart()->GetDataSource()->Points().value(
+            m_window->Table()->LineItems().indexOf(Item("follower")));
+        const auto crossing =
+            std::find_if(wave.begin(), wave.end(), [at](const QPointF& p) { return p.x() >= at; });
+        QVERIFY(crossing != wave.begin() && crossing != wave.end());
+        QVERIFY2(crossing->x() == at && crossing->y() >= 500 && (crossing - 1)->y() < 500,
+                 qPrintable(bar->StatusLabel()->text()));
+        QCOMPARE(bar->StatusLabel()->text(), QString("Trigger: triggered"));
+        // The table's statistics: over every frame of the frozen view, which the curve draws unthinned here.
+        double low = qInf(), high = -qInf();
+        for (const QPointF& p : wave)
+            if (p.x() >= std::ceil(timeAxis->min()) && p.x() <= std::floor(timeAxis->max()))
+                low = std::min(low, p.y()), high = std::max(high, p.y());
+        QTRY_COMPARE(Cell("follower", "min")->text() + " " + Cell("follower", "p-p")->text(),
+                     QString("%1 %2").arg(low).arg(high - low));
+        const QImage single = ScreenShot::Save(m_window, "workflow-2-single");
+        QtCharts::QChart* chart = m_window->Chart()->View()->chart();
+        const QColor colour = QColor::fromRgb(Item("follower")->colorLabel->property("rgb").toUInt());
+        const auto onWindow = [&](QPointF value) {
+            const QPointF scene = chart->mapToScene(chart->mapToPosition(value, chart->series().last()));
+            return m_window->Chart()->View()->mapTo(m_window, m_window->Chart()->View()->mapFromScene(scene));
+        };
+        const QPoint marker = onWindow(QPointF(at, 500));
+        const int top = m_window->Chart()
+                            ->View()
+                            ->mapTo(m_window, m_window->Chart()->View()->mapFromScene(
+                                                  chart->mapToScene(chart->plotArea().topLeft())))
+                            .y();
+        QCOMPARE(single.pixelColor(marker.x(), top + 3), colour);
+        int onLine = 0;
+        for (int x = onWindow(QPointF(timeAxis->min(), 0)).x(); x < onWindow(QPointF(timeAxis->max(), 0)).x();
+             ++x)
+            onLine += single.pixelColor(x, marker.y()) == colour;
+        QVERIFY2(onLine > m_window->Chart()->View()->width() / 3, qPrintable(QString::number(onLine)));
+        // Cursors: A by a click at the trigger point, B by the keyboard (mid-view, then a tenth further);
+        // the readout has follower's value at each, and the statistics now span the two.
+        VarChartView* chartView = m_window->Chart()->View();
+        QTest::mouseClick(chartView->viewport(), Qt::LeftButton, {}, chartView->mapFrom(m_window, marker));
+        chartView->setFocus();
+        QTest::keyClick(chartView, Qt::Key_B);
+        QTest::keyClick(chartView, Qt::Key_Right, Qt::ShiftModifier);
+        auto* cursors = m_window->findChild<CursorPair*>();
+        QVERIFY(cursors->HasA() && cursors->HasB() && qAbs(cursors->A() - at) < 1000);
+        QCOMPARE(cursors->B(), qRound64((timeAxis->min() + timeAxis->max()) / 2) +
+                                   qRound64((timeAxis->max() - timeAxis->min()) / 10));
+        const auto near = [&wave](qint64 t) {
+            return std::min_element(
+                       wave.begin(), wave.end(),
+                       [t](const QPointF& p, const QPointF& q) { return qAbs(p.x() - t) < qAbs(q.x() - t); })
+                ->y();
+        };
+        QVERIFY2(cursors->ReadoutText().contains(
+                     QString("follower: %1 | %2 |").arg(near(cursors->A())).arg(near(cursors->B()))),
+                 qPrintable(cursors->ReadoutText()));
+        low = qInf();
+        for (const QPointF& p : wave)
+            if (p.x() >= cursors->A() && p.x() <= cursors->B())
+                low = std::min(low, p.y());
+        QTRY_COMPARE(Cell("follower", "min")->text(), QString::number(low));
+        ScreenShot::Save(m_window, "workflow-2-cursors");
+        QTest::keyClick(chartView, Qt::Key_Escape);
+        QVERIFY(!cursors->HasA());
+        control("Trigger mode")->setFocus();
+        QTest::keyClick(control("Trigger mode"), Qt::Key_Home); // Off
+        QVERIFY(bar->StatusLabel()->isHidden());
+        Item("loop_counter")->showChkBox->click();
+        Click(ToolButton(m_window->StartAction()));
         // Mid-edit: the picture shows every row's colour as a curve and only the edited cell framed in blue.
         ValueLineEdit* amplitude = Item("amplitude")->valueEdit;
         m_window->activateWindow(); // a click gives focus in the active window only

@@ -139,6 +139,38 @@ private slots:
         QCOMPARE(r.out.left(30), QString(fault == "no-server" ? "" : "time,counter,status,wave,temp\n"));
     }
 
+    // A triggered window: counter counts 0, 1, 2, ... at 64 us a sample; temp is -counter.
+    void triggeredWindow_data() {
+        QTest::addColumn<QString>("args");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("rows"); // time and the source's value of each line
+        QTest::addColumn<QString>("message");
+        // clang-format off
+        QTest::newRow("rising, three before") << "--trigger counter,rising,100 --pretrigger 3 --samples 6" << 0 << "-192,97 -128,98 -64,99 0,100 64,101 128,102" << "6 frames in";
+        QTest::newRow("falling, trigger first") << "--trigger temp,Falling,-50.5 --samples 2 --duration 5" << 0 << "0,-51 64,-52" << "2 frames in";
+        QTest::newRow("no trigger in time") << "--trigger counter,either,-1 --samples 5 --duration 0.3" << 6 << "" << "no trigger (counter either through -1) came within";
+        QTest::newRow("window longer than the pre part") << "--trigger counter,rising,1 --pretrigger 5 --samples 5" << 2 << "" << "--pretrigger takes";
+        QTest::newRow("unknown source") << "--trigger gain,rising,1 --samples 5" << 2 << "" << "'gain', which is no VARIABLE";
+        QTest::newRow("bad edge") << "--trigger counter,up,1 --samples 5" << 2 << "" << "EDGE rising, falling or either";
+        // clang-format on
+    }
+    void triggeredWindow() {
+        QFETCH(QString, args);
+        FakeGdbServer server;
+        server.setSampleSource(realisticSource);
+        server.setStamps(0, 0x40);
+        const Run r =
+            capture(QStringList{"--port", QString::number(server.port())} + args.split(' ') + kVars);
+        QTEST(r.exitCode, "exitCode");
+        QStringList rows = r.out.split('\n', Qt::SkipEmptyParts).mid(1);
+        const int source = args.contains("temp") ? 4 : 1;
+        for (QString& row : rows)
+            row = row.section(',', 0, 0) + ',' + row.section(',', source, source);
+        QTEST(rows.join(' '), "rows");
+        QFETCH(QString, message);
+        QVERIFY2(r.err.contains(message), qPrintable(r.err));
+    }
+
     // Arguments after the port ("SYMBOLS": a catalogue file naming counter and gain) | the server's answer
     // to writes | exit code | message | CSV header | the writes and start command the server saw
     void sets_data() {

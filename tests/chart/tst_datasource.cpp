@@ -1,6 +1,7 @@
 // The data source on the GUI thread: the arithmetic of a batch, the Y and X ranges, the series
 // refresh, the frame-rate label on a test clock, the scaling lookup and the table's refresh hook.
 #include "CommonCfg.h"
+#include "CursorReadout.h"
 #include "DataSource.h"
 #include "DisplayMath.h"
 #include "FrameQueue.h"
@@ -50,6 +51,31 @@ private slots:
         CommonCfg::ResetForTests();
         watchList() = WatchList();
         FrameRate::ResetForTests();
+    }
+
+    // Cursor times (B: -1 for none) | names | values at A and at B | readout
+    void cursorReadout_data() {
+        using V = QVector<double>;
+        QTest::addColumn<qint64>("a");
+        QTest::addColumn<qint64>("b");
+        QTest::addColumn<QStringList>("names");
+        QTest::addColumn<V>("atA");
+        QTest::addColumn<V>("atB");
+        QTest::addColumn<QString>("text");
+        // clang-format off
+        QTest::newRow("A only") << qint64(850) << qint64(-1) << QStringList{"x"} << V{1.5} << V{} << "t_A: 850 us\nx: 1.5";
+        QTest::newRow("ms apart") << qint64(1000) << qint64(13500) << QStringList{"x", "y"} << V{1, -2} << V{4, 2.5} << "t_A: 1 ms\nt_B: 13.5 ms\nΔt: 12.5 ms\n1/Δt: 80 Hz\nx: 1 | 4 | Δ 3\ny: -2 | 2.5 | Δ 4.5";
+        QTest::newRow("B before A") << qint64(3200000) << qint64(3199000) << QStringList{} << V{} << V{} << "t_A: 3.2 s\nt_B: 3.199 s\nΔt: -1 ms\n1/Δt: 1 kHz";
+        QTest::newRow("same time") << qint64(20) << qint64(20) << QStringList{} << V{} << V{} << "t_A: 20 us\nt_B: 20 us\nΔt: 0 us\n1/Δt: -";
+        // clang-format on
+    }
+    void cursorReadout() {
+        QFETCH(qint64, a);
+        QFETCH(qint64, b);
+        QFETCH(QStringList, names);
+        QFETCH(QVector<double>, atA);
+        QFETCH(QVector<double>, atB);
+        QTEST(CursorReadout::Text(a, b >= 0, b, names, atA, atB), "text");
     }
 
     // type code, scale, offset | raw time, value | drawn time, value (bit for bit)

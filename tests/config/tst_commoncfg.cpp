@@ -156,6 +156,8 @@ private slots:
         CommonCfg::SetFps(40);
         CommonCfg::SetZoomIndex(-1);
         CommonCfg::SetMode(SamplingMode::Poll);
+        const QVariantMap trigger{{"mode", "Single"}, {"source", "b"}, {"level", -2.5}, {"position", 25}};
+        CommonCfg::SetTriggerChoices(trigger);
         QObject table;
         table.setProperty("projectRows", QVariantList{QVariantMap{{"rgb", QVariant::fromValue(0xff00ff00u)}},
                                                       QVariantMap{{"name", "b"}, {"rgb", "blue"}}});
@@ -165,7 +167,7 @@ private slots:
         QFile file(dir.filePath("p"));
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QByteArray text = file.readAll();
-        // Indented, keys in alphabetical order, every value a string but the list.
+        // Indented, keys in alphabetical order, every value a string but the list and the trigger's choices.
         QVERIFY(text.startsWith("{\n    \"VarList\": [\n") && text.contains("\"ZoomFactor\": \"\",\n") &&
                 text.contains("\"fps\": \"40\",\n"));
         QVERIFY(text.contains("\"color\": \"0xff00ff00\"") && text.contains("\"color\": \"Qt::red\""));
@@ -179,6 +181,7 @@ private slots:
             QString("%1 %2 %3").arg(CommonCfg::Fps()).arg(CommonCfg::Interval()).arg(CommonCfg::ZoomIndex()),
             QString("40 100 -1"));
         QCOMPARE(SamplingModeName(CommonCfg::Mode()), QString("poll"));
+        QCOMPARE(CommonCfg::TriggerChoices(), trigger);
     }
 
     // zoom index | step in microseconds | label

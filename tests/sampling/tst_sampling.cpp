@@ -10,8 +10,10 @@
 #include "MemoryWrite.h"
 #include "PollPlan.h"
 #include "PollSession.h"
+#include "RingStats.h"
 #include "Row.h"
 #include "SampleValue.h"
+#include "Trigger.h"
 #include "WatchList.h"
 
 #include <QDir>
@@ -491,6 +493,138 @@ private slots:
         fill(10);                 // ten more: the oldest keep moving
         QCOMPARE(q.historySize(), kQueueCapacity - 1);
         QCOMPARE(q.historyRead(), 11u);
+    }
+
+    // Trigger detection on frames of one int; frame i has time 10 i us and sequence number just below
+    // the ring's wrap plus i. Captures lists the trigger sample of each completed capture.
+    void trigger_data() {
+        using V = QVector<double>;
+        using I = QVector<int>;
+        QTest::addColumn<QString>("mode");
+        QTest::addColumn<QString>("edge");
+        QTest::addColumn<double>("level");
+        QTest::addColumn<double>("hysteresis");
+        QTest::addColumn<double>("scale");
+        QTest::addColumn<int>("pre");
+        QTest::addColumn<int>("post");
+        QTest::addColumn<int>("rearmAt");
+        QTest::addColumn<V>("samples");
+        QTest::addColumn<I>("captures");
+        QTest::addColumn<int>("state");
+        const int off = 0, armed = 1, triggered = 2, autoRun = 3, done = 4;
+        // clang-format off
+        QTest::newRow("rising") << "Normal" << "rising" << 5.0 << 0.0 << 1.0 << 0 << 0 << -1 << V{0, 10, 0, 10} << I{1, 3} << triggered;
+        QTest::newRow("falling") << "normal" << "Falling" << 5.0 << 0.0 << 1.0 << 0 << 0 << -1 << V{0, 10, 0, 10} << I{2} << triggered;
+        QTest::newRow("either") << "Normal" << "either" << 5.0 << 0.0 << 1.0 << 0 << 0 << -1 << V{0, 10, 0, 10} << I{1, 2, 3} << triggered;
+        QTest::newRow("at the level counts once") << "Normal" << "either" << 5.0 << 0.0 << 1.0 << 0 << 0 << -1 << V{0, 5, 5, 0} << I{1} << triggered;
+        QTest::newRow("level in displayed units") << "Normal" << "rising" << 3.0 << 0.0 << 0.5 << 0 << 0 << -1 << V{0, 4, 0, 8} << I{3} << triggered;
+        QTest::newRow("jitter within hysteresis") << "Normal" << "rising" << 5.0 << 2.0 << 1.0 << 0 << 0 << -1 << V{0, 10, 4, 10, 0, 10} << I{1, 5} << triggered;
+        QTest::newRow("no trigger yet") << "Normal" << "rising" << 50.0 << 0.0 << 1.0 << 0 << 0 << -1 << V{0, 10, 0} << I{} << armed;
+        QTest::newRow("pre-trigger part first") << "Normal" << "rising" << 5.0 << 0.0 << 1.0 << 3 << 0 << -1 << V{0, 0, 10, 0, 10} << I{4} << triggered;
+        QTest::newRow("post part holds off") << "Normal" << "rising" << 5.0 << 0.0 << 1.0 << 0 << 2 << -1 << V{0, 10, 0, 10, 0, 10, 0, 0} << I{1, 5} << triggered;
+        QTest::newRow("post part not in") << "Normal" << "rising" << 5.0 << 0.0 << 1.0 << 0 << 2 << -1 << V{0, 10, 0} << I{} << triggered;
+        QTest::newRow("single") << "Single" << "rising" << 5.0 << 0.0 << 1.0 << 0 << 0 << -1 << V{0, 10, 0, 10} << I{1} << done;
+        QTest::newRow("single re-armed") << "Single" << "rising" << 5.0 << 0.0 << 1.0 << 0 << 0 << 2 << V{0, 10, 0, 10} << I{1, 3} << done;
+        QTest::newRow("auto runs free") << "Auto" << "rising" << 5.0 << 0.0 << 1.0 << 0 << 0 << -1 << V{0, 0, 0, 0, 0} << I{} << autoRun;
+        QTest::newRow("auto triggered") << "Auto" << "rising" << 5.0 << 0.0 << 1.0 << 0 << 0 << -1 << V{0, 0, 0, 0, 10} << I{4} << triggered;
+        QTest::newRow("off") << "Off" << "rising" << 5.0 << 0.0 << 1.0 << 0 << 0 << -1 << V{0, 10} << I{} << off;
+        // clang-format on
+    }
+    void trigger() {
+        QFETCH(QString, mode);
+        QFETCH(QString, edge);
+        QFETCH(QVector<double>, samples);
+        QFETCH(int, rearmAt);
+        TriggerSettings s;
+        QVERIFY(ParseTriggerMode(mode, s.mode) && ParseTriggerEdge(edge, s.edge));
+        QFETCH(double, level);
+        QFETCH(double, hysteresis);
+        QFETCH(double, scale);
+        QFETCH(int, pre);
+        QFETCH(int, post);
+        s.level = level;
+        s.hysteresis = hysteresis;
+        s.scale = scale;
+        s.pre = pre;
+        s.post = post;
+        s.autoAfterUs = 30;
+        TriggerDetector d;
+        d.configure(s);
+        const uint64_t base = kQueueCapacity - 2;
+        QVector<int> captures;
+        for (int i = 0; i < samples.size(); ++i) {
+            if (i == rearmAt)
+                d.rearm();
+            if (d.feed(frameAt(10 * i, uint64_t(int64_t(samples[i]))), base + i))
+                captures << int(d.triggerSeq() - base);
+        }
+        QTEST(captures, "captures");
+        QTEST(int(d.state()), "state");
+    }
+
+    // A trigger just after the ring's wrap: its pre-trigger part lies before the wrap and still reads
+    // back from the ring by sequence number, until the ring overwrites it.
+    void triggerWindowAcrossWrap() {
+        FrameQueue& q = FrameQueue::instance();
+        TriggerSettings s;
+        s.mode = TriggerMode::Single;
+        s.level = 5;
+        s.pre = 5;
+        s.post = 3;
+        TriggerDetector d;
+        d.configure(s);
+        const uint64_t at = kQueueCapacity + 2;
+        for (uint64_t seq = 0; d.state() != TriggerDetector::State::Done && seq < at + 10; ++seq) {
+            const SampleFrame f = frameAt(seq, seq >= at ? 10 : seq % 5);
+            q.push(f);
+            d.feed(f, q.pushed() - 1);
+        }
+        QCOMPARE(d.triggerSeq(), at);
+        QCOMPARE(q.pushed(), at + 4);
+        QCOMPARE(TriggerDetector::RingIndex(d.triggerSeq() - s.pre), kQueueCapacity - 3);
+        SampleFrame f;
+        QCOMPARE(q.frameBySeq(at - 5, f), 1);
+        QCOMPARE(f.time, at - 5);
+        QCOMPARE(q.frameBySeq(at + 3, f), 1);
+        QCOMPARE(f.value[0], 10u);
+        QCOMPARE(q.frameBySeq(6, f), 0);      // overwritten
+        QCOMPARE(q.frameBySeq(at + 4, f), 0); // not yet pushed
+        QVERIFY(TriggerDetector::Held(7, at + 4) && !TriggerDetector::Held(6, at + 4));
+    }
+
+    // Frames pushed (frame i: time 10 i, value i) | chart span | scale, offset | frames | min, max, mean,
+    // peak-to-peak as displayed
+    void ringStats_data() {
+        QTest::addColumn<uint>("pushed");
+        QTest::addColumn<qint64>("left");
+        QTest::addColumn<qint64>("right");
+        QTest::addColumn<double>("scale");
+        QTest::addColumn<double>("offset");
+        QTest::addColumn<int>("count");
+        QTest::addColumn<QVector<double>>("stats");
+        using V = QVector<double>;
+        // clang-format off
+        QTest::newRow("both ends included") << 100u << qint64(20) << qint64(50) << 1.0 << 0.0 << 4 << V{2, 5, 3.5, 3};
+        QTest::newRow("between frames") << 100u << qint64(15) << qint64(55) << 1.0 << 0.0 << 4 << V{2, 5, 3.5, 3};
+        QTest::newRow("scaled and offset") << 100u << qint64(20) << qint64(50) << 2.0 << 1.0 << 4 << V{5, 11, 8, 6};
+        QTest::newRow("past the newest") << 100u << qint64(2000) << qint64(3000) << 1.0 << 0.0 << 0 << V{0, 0, 0, 0};
+        QTest::newRow("across the wrap") << kQueueCapacity + 10 << qint64(9999900) << qint64(10000050) << 1.0 << 0.0 << 16 << V{999990, 1000005, 999997.5, 15};
+        QTest::newRow("oldest overwritten") << kQueueCapacity + 10 << qint64(0) << qint64(150) << 1.0 << 0.0 << 5 << V{11, 15, 13, 4};
+        // clang-format on
+    }
+    void ringStats() {
+        QFETCH(uint, pushed);
+        QFETCH(qint64, left);
+        QFETCH(qint64, right);
+        QFETCH(double, scale);
+        QFETCH(double, offset);
+        for (uint i = 0; i < pushed; ++i)
+            FrameQueue::instance().push(frameAt(10 * i, i));
+        const RowStats r =
+            RingStats::Compute(FrameQueue::instance(), left, right, {{0, kCodeSigned, scale, offset}})
+                .value(0);
+        QTEST(int(r.count), "count");
+        QTEST((QVector<double>{r.min, r.max, r.mean, r.peakToPeak}), "stats");
     }
 
     // Frames kept | display depth | points drawn | first value | stride

@@ -68,7 +68,10 @@ bool parseCaptureOptions(const QStringList& arguments, CaptureOptions& options, 
         "the host's clock when polling), then each value (whole numbers for integer types, signed or\n"
         "unsigned as the type says, every digit; floats and doubles as their shortest exact text).\n"
         "A summary goes to standard error. Exit codes: 0 done, 2 usage, 3 no connection to the server,\n"
-        "4 the session ended with an error, 5 a --set write failed.");
+        "4 the session ended with an error, 5 a --set write failed, 6 no trigger came in time.\n"
+        "With --trigger one window of --samples lines is written around the first trigger, the time\n"
+        "column in microseconds from the trigger sample (0 there, negative before it); --duration is\n"
+        "then the longest wait for the trigger.");
     const QCommandLineOption help({"h", "help"}, "Show this help.");
     const QCommandLineOption host("host", "GDB server address (default 127.0.0.1).", "ADDR", "127.0.0.1");
     const QCommandLineOption port("port", "GDB server port (default 3333).", "N", "3333");
@@ -90,7 +93,13 @@ bool parseCaptureOptions(const QStringList& arguments, CaptureOptions& options, 
                                   "auto: high-speed sampling, or polling with memory reads when the server "
                                   "refuses it (default); hss or poll: only that way.",
                                   "auto|hss|poll", "auto");
-    parser.addOptions({help, host, port, symbols, interval, duration, samples, output, set, stall, mode});
+    const QCommandLineOption trigger(
+        "trigger", "Wait for VARIABLE NAME to cross LEVEL with EDGE rising, falling or either.",
+        "NAME,EDGE,LEVEL");
+    const QCommandLineOption pretrigger("pretrigger", "Lines before the trigger sample (default 0).", "N",
+                                        "0");
+    parser.addOptions({help, host, port, symbols, interval, duration, samples, output, set, stall, mode,
+                       trigger, pretrigger});
     parser.addPositionalArgument("VARIABLE",
                                  "NAME@ADDRESS:TYPE:SIZE (address in hex, e.g. "
                                  "counter@0x20000000:int:4), or a NAME from --symbols.",
@@ -117,7 +126,8 @@ bool parseCaptureOptions(const QStringList& arguments, CaptureOptions& options, 
         error = "--interval takes a number of microseconds from 10 to 1000000";
         return false;
     }
-    if (parser.isSet(duration) && parser.isSet(samples)) {
+    options.triggered = parser.isSet(trigger);
+    if (parser.isSet(duration) && parser.isSet(samples) && !options.triggered) {
         error = "--duration and --samples cannot be used together";
         return false;
     }
@@ -134,6 +144,19 @@ bool parseCaptureOptions(const QStringList& arguments, CaptureOptions& options, 
             error = "--samples takes a positive number";
             return false;
         }
+    }
+    if (options.triggered && !parser.isSet(samples)) {
+        error = "--trigger needs --samples, the length of the window";
+        return false;
+    }
+    if (parser.isSet(pretrigger) && !options.triggered) {
+        error = "--pretrigger needs --trigger";
+        return false;
+    }
+    options.pretrigger = parser.value(pretrigger).toLongLong(&ok);
+    if (!ok || options.pretrigger < 0 || (options.triggered && options.pretrigger >= options.samples)) {
+        error = "--pretrigger takes a number of lines from 0 to one less than --samples";
+        return false;
     }
     options.stallSeconds = parser.value(stall).toDouble(&ok);
     if (!ok || options.stallSeconds <= 0) {
@@ -186,6 +209,28 @@ bool parseCaptureOptions(const QStringList& arguments, CaptureOptions& options, 
             return false;
         }
         options.variables.append(des);
+    }
+
+    if (options.triggered) {
+        const QStringList fields = parser.value(trigger).split(',');
+        options.triggerSlot = -1;
+        for (int i = 0; fields.size() == 3 && i < options.variables.size(); ++i) {
+            if (options.variables[i].name == fields[0])
+                options.triggerSlot = i;
+        }
+        if (fields.size() != 3 || !ParseTriggerEdge(fields[1], options.edge)) {
+            error = "--trigger takes NAME,EDGE,LEVEL with EDGE rising, falling or either";
+            return false;
+        }
+        options.level = fields[2].toDouble(&ok);
+        if (!ok) {
+            error = QString("--trigger: the level '%1' is no number").arg(fields[2]);
+            return false;
+        }
+        if (options.triggerSlot < 0) {
+            error = QString("--trigger names '%1', which is no VARIABLE").arg(fields[0]);
+            return false;
+        }
     }
 
     for (const QString& assignment : parser.values(set)) {

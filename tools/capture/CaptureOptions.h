@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SamplingMode.h"
+#include "Trigger.h"
 #include "VarParser.h"
 
 #include <QString>
@@ -26,6 +27,13 @@ struct CaptureOptions {
     QVector<Assignment> sets;
     double stallSeconds = 5; // give up when no frame arrives for this long
     SamplingMode mode = SamplingMode::Auto;
+    // --trigger: one window of `samples` frames, `pretrigger` of them before the trigger sample, waited
+    // for at most `duration` seconds (0: until stopped).
+    bool triggered = false;
+    int triggerSlot = 0; // the source's place among `variables`
+    TriggerEdge edge = TriggerEdge::Rising;
+    double level = 0;
+    qint64 pretrigger = 0;
 };
 
 // Parses the arguments (without the program name). On failure returns false and sets `error`;

@@ -7,9 +7,11 @@
 #include "HssSession.h"
 #include "MemoryWrite.h"
 #include "SessionEnd.h"
+#include "Trigger.h"
 #include "WatchList.h"
 
 #include <chrono>
+#include <deque>
 #include <time.h>
 
 namespace {
@@ -98,12 +100,52 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
     bool stalled = false;
     SampleFrame frame;
 
+    // A triggered capture keeps the last `pretrigger` frames until the trigger comes, then writes them,
+    // the trigger sample and what follows, up to `samples` lines.
+    TriggerDetector trigger;
+    if (options.triggered) {
+        TriggerSettings t;
+        t.mode = TriggerMode::Single;
+        t.slot = options.triggerSlot;
+        t.typeCode = watch.typeCode[options.triggerSlot];
+        t.edge = options.edge;
+        t.level = options.level;
+        t.pre = static_cast<uint64_t>(options.pretrigger);
+        t.post = static_cast<uint64_t>(options.samples - options.pretrigger - 1);
+        trigger.configure(t);
+    }
+    std::deque<SampleFrame> before;
+    uint64_t seen = 0;
+    bool waiting = options.triggered; // for the trigger
+
     auto limitReached = [&] { return options.samples > 0 && written >= options.samples; };
+    auto take = [&] {
+        if (!waiting) {
+            writer.writeFrame(frame);
+            ++written;
+            return;
+        }
+        trigger.feed(frame, seen);
+        if (trigger.state() == TriggerDetector::State::Armed) {
+            before.push_back(frame);
+            if (before.size() > static_cast<size_t>(options.pretrigger))
+                before.pop_front();
+            return;
+        }
+        waiting = false;
+        writer.setTimeOrigin(frame.time);
+        for (const SampleFrame& f : before)
+            writer.writeFrame(f);
+        written += static_cast<qint64>(before.size());
+        before.clear();
+        writer.writeFrame(frame);
+        ++written;
+    };
     auto drain = [&] {
         int n = 0;
         while (!limitReached() && queue.popForDisplay(frame, 0) == 1) {
-            writer.writeFrame(frame);
-            ++written;
+            take();
+            ++seen;
             ++n;
         }
         return n;
@@ -117,13 +159,14 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
             lastProgress = Clock::now();
             repliesSeen = replies;
         }
-        if (!setsDone && written > 0) {
+        if (!setsDone && seen > 0) {
             setsOk = applyAssignments(options, err);
             setsDone = true;
         }
         if (limitReached() || stopRequested.load())
             break;
-        if (options.duration > 0 && secondsSince(begin) >= options.duration)
+        if (options.duration > 0 && secondsSince(begin) >= options.duration &&
+            (waiting || !options.triggered))
             break;
         if (samplingEnded())
             break;
@@ -138,7 +181,7 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
     const bool endedByItself = samplingEnded();
     const int endCode = samplingResult();
     stopSampling();
-    if (!stalled)
+    if (!stalled && !waiting)
         drain(); // what arrived before the stop is kept
     writer.flush();
     const double seconds = secondsSince(begin);
@@ -169,6 +212,12 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
         std::fprintf(err, "tidewatch-capture: sampling session ended with code %d: %s\n", endCode,
                      qPrintable(samplingEndText()));
         return 4;
+    }
+    if (waiting && !stopRequested.load()) {
+        std::fprintf(err, "tidewatch-capture: no trigger (%s %s through %g) came within %g s\n",
+                     qPrintable(names.value(options.triggerSlot)), qPrintable(TriggerEdgeName(options.edge)),
+                     options.level, seconds);
+        return 6;
     }
     if (!setsOk)
         return 5;
