@@ -7,8 +7,8 @@
 #include "Images.h"
 #include "ProjectDialog.h"
 #include "RingCsv.h"
+#include "SamplingModeView.h"
 #include "SelectSymbolsDlg.h"
-#include "SessionEnd.h"
 #include "TableDockWidget.h"
 #include "TimeBase.h"
 #include "VarChartView.h"
@@ -63,6 +63,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     CreateMenus();
     statusLabel = new QLabel(this);
     statusBar()->addWidget(statusLabel);
+    statusBar()->addPermanentWidget(new SamplingModeLabel(this));
 
     CreateDock();
     chartWidget = new ChartWidget(this);
@@ -130,6 +131,7 @@ void MainWindow::CreateMenus() {
     // The tool bar's controls, also reachable from the keyboard through the menu bar.
     QMenu* sampling = menuBar()->addMenu(tr("S&ampling"));
     sampling->addActions({startAct, stopAct, zoomInAct, zoomOutAct});
+    AddSamplingModeMenu(sampling);
     menuBar()->addMenu(tr("&Project"))->addActions({configAct, settingAct});
     menuBar()->addMenu(tr("&Help"))->addActions({aboutVarAct, aboutAct});
 }
@@ -341,7 +343,7 @@ void MainWindow::CheckSessionEnd() {
         return;
     const int code = samplingResult();
     stopAct->trigger();
-    const QString text = tr("Sampling ended (code %1): %2").arg(code).arg(sessionEndDescription(code));
+    const QString text = tr("Sampling ended (code %1): %2").arg(code).arg(samplingEndText());
     statusLabel->setText(text);
     auto* box = new QMessageBox(QMessageBox::Information, tr("Info"), text, QMessageBox::Yes, this);
     box->setAttribute(Qt::WA_DeleteOnClose);

@@ -14,6 +14,7 @@ int CommonCfg::s_jtag = 0;
 int CommonCfg::s_connectRate = 4000;
 std::atomic<int> CommonCfg::s_interval{20};
 std::atomic<int> CommonCfg::s_fps{15};
+std::atomic<SamplingMode> CommonCfg::s_mode{SamplingMode::Auto};
 // The chart view starts at "20ms/Div"; every part starts from the same step.
 std::atomic<int> CommonCfg::s_zoomIndex{CommonCfg::DefaultZoomIndex()};
 QString CommonCfg::s_elfPath;
@@ -157,6 +158,7 @@ void CommonCfg::ResetForTests() {
     s_connectRate = 4000;
     s_interval.store(20);
     s_fps.store(15);
+    s_mode.store(SamplingMode::Auto);
     s_zoomIndex.store(DefaultZoomIndex());
     s_elfPath.clear();
     s_browsePath.clear();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "SamplingMode.h"
+
 #include <QColor>
 #include <QList>
 #include <QMap>
@@ -52,6 +54,9 @@ public:
     // when it is a whole number of microseconds within MinInterval()..MaxInterval(); otherwise -1,
     // the interval stays as it was and `message` (when given) receives the text to show the user.
     static int ApplyIntervalText(const QString& text, QString* message = nullptr);
+    // How the next session samples (project key "samplingMode"); read by the sampling engine at Start.
+    static SamplingMode Mode() { return s_mode.load(); }
+    static void SetMode(SamplingMode mode) { s_mode.store(mode); }
     // Display updates per second.
     static int Fps() { return s_fps.load(); }
     static void SetFps(int fps) { s_fps.store(fps); }
@@ -145,6 +150,7 @@ private:
     static int s_connectRate;
     static std::atomic<int> s_interval;
     static std::atomic<int> s_fps;
+    static std::atomic<SamplingMode> s_mode;
     static std::atomic<int> s_zoomIndex;
     static QString s_elfPath;
     static QString s_browsePath;

@@ -68,6 +68,7 @@ void CommonCfg::SaveProject(const QString& path) {
                            {"elf", r.elf},
                            {"fps", QString::number(Fps())},
                            {"ZoomFactor", CurrentStepLabel()},
+                           {"samplingMode", SamplingModeName(Mode())},
                            {"VarList", VarListOf(VarTable())}};
     QTextStream out(&file);
     out.setCodec("UTF-8");
@@ -116,5 +117,9 @@ void CommonCfg::LoadProject(const QString& path) {
     const uint fps = root.value("fps").toString().toUInt(&ok, 10);
     SetFpsIndex(ok ? FpsList().indexOf(static_cast<int>(fps)) : -1);
     SetZoomIndex(TimeBase::IndexOfLabel(root.value("ZoomFactor").toString()));
+    // A project from before the setting, or with an unknown name, samples the way the server allows.
+    SamplingMode mode = SamplingMode::Auto;
+    ParseSamplingMode(root.value("samplingMode").toString(), mode);
+    SetMode(mode);
     // "VarList" is written for the record only; the variable table stays as it is.
 }

@@ -4,6 +4,8 @@
 #include "Console.h"
 #include "GdbTransport.h"
 #include "HssSession.h"
+#include "PollSession.h"
+#include "SessionEnd.h"
 #include "StopRequest.h"
 #include "WatchList.h"
 
@@ -25,6 +27,8 @@ std::atomic<int> g_samplingResult{0};
 std::atomic<bool> g_ended{false};
 std::atomic<bool> g_sessionBegun{false};
 int g_startFailure = 0;
+SamplingMode g_mode = SamplingMode::Auto; // set before the reader starts, read by it
+std::atomic<SamplingWay> g_way{SamplingWay::None};
 
 // The reader signals its own end so that stop can join with a deadline.
 std::mutex g_exitMutex;
@@ -77,7 +81,18 @@ void* readerThreadMain(void*) {
     config.queue->init();
     g_sessionBegun.store(true);
 
-    const int code = hssSession(config);
+    int code = 0;
+    bool refused = false;
+    if (g_mode != SamplingMode::Poll) {
+        g_way.store(SamplingWay::Hss);
+        code = hssSession(config, g_mode == SamplingMode::Auto ? &refused : nullptr);
+    }
+    if (g_mode == SamplingMode::Poll || (refused && !stopRequested())) {
+        if (refused)
+            consolePrint("LOG>>the server has no high-speed sampling; sampling by polling\n");
+        g_way.store(SamplingWay::Poll);
+        code = pollSession(config);
+    }
     // A session cut short by a stop has no end code of its own.
     if (!stopRequested()) {
         g_samplingResult.store(code);
@@ -134,6 +149,8 @@ int startSampling(const QVector<VarParser::VarDes>& vars) {
     }
     list.count = count;
 
+    g_mode = CommonCfg::Mode();
+    g_way.store(SamplingWay::None);
     g_samplingResult.store(0);
     g_ended.store(false);
     g_sessionBegun.store(false);
@@ -166,7 +183,8 @@ int stopSampling() {
         g_readerStarted = false;
     }
     // The server's sampling is ended only on a stream still in step; otherwise the close ends it.
-    if (gdbInStep()) {
+    // Polling leaves nothing running on the server.
+    if (gdbInStep() && g_way.load() != SamplingWay::Poll) {
         const auto spent =
             std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin)
                 .count();
@@ -194,4 +212,18 @@ bool samplingEnded() {
 
 bool samplingSessionBegun() {
     return g_sessionBegun.load();
+}
+
+SamplingWay samplingWay() {
+    return g_way.load();
+}
+
+QString samplingEndText() {
+    const int code = samplingResult();
+    const int failed = pollFailedVariable();
+    const WatchList& list = watchList();
+    if (code == kEndUnreadable && failed >= 0 && failed < list.count)
+        return unreadableDescription(list.name[failed], list.address[failed],
+                                     QString::fromStdString(pollFailedReply()));
+    return sessionEndDescription(code);
 }

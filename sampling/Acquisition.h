@@ -32,4 +32,12 @@ bool samplingEnded();
 // True once the reader thread has its frame queue ready and talks to the server.
 bool samplingSessionBegun();
 
+// How the running or last session samples: the project's mode (CommonCfg::Mode) decides, and in
+// auto a server that refuses high-speed sampling is polled.
+enum class SamplingWay { None, Hss, Poll };
+SamplingWay samplingWay();
+// The session's end for people: what went wrong (naming the variable a refused read was for) and
+// what to check. Meaningful once samplingEnded() is true.
+QString samplingEndText();
+
 void* readerThreadMain(void* arg);

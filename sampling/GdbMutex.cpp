@@ -15,7 +15,11 @@ GdbMutex::~GdbMutex() {
 }
 
 void GdbMutex::lock() {
+    if (try_lock())
+        return;
+    ++m_waiters;
     pthread_mutex_lock(&m_mutex);
+    --m_waiters;
 }
 
 bool GdbMutex::try_lock() {
@@ -27,6 +31,8 @@ void GdbMutex::unlock() {
 }
 
 bool GdbMutex::try_lock_for(std::chrono::milliseconds limit) {
+    if (try_lock())
+        return true;
     timespec until;
     clock_gettime(CLOCK_REALTIME, &until);
     const long long ms = limit.count() > 0 ? limit.count() : 0;
@@ -36,5 +42,8 @@ bool GdbMutex::try_lock_for(std::chrono::milliseconds limit) {
         until.tv_sec += 1;
         until.tv_nsec -= 1000000000L;
     }
-    return pthread_mutex_timedlock(&m_mutex, &until) == 0;
+    ++m_waiters;
+    const bool locked = pthread_mutex_timedlock(&m_mutex, &until) == 0;
+    --m_waiters;
+    return locked;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <pthread.h>
 
@@ -17,7 +18,11 @@ public:
     bool try_lock();
     void unlock();
     bool try_lock_for(std::chrono::milliseconds limit);
+    // Threads blocked waiting for the channel. A reader that takes it again at once after a poll
+    // lets them go first: the mutex is not fair, and a value write would otherwise starve.
+    int waiters() const { return m_waiters.load(); }
 
 private:
     pthread_mutex_t m_mutex;
+    std::atomic<int> m_waiters{0};
 };

@@ -221,10 +221,14 @@ int gdbHandshake() {
         at += std::strlen("PacketSize=");
         while (*at == '\t' || *at == '\n' || *at == '\r' || *at == ' ')
             ++at;
-        // Taken as decimal digits; the size is only kept, never used to split requests.
+        // Hexadecimal, as the protocol has it (openocd's 3fff is 16383 bytes); memory reads are
+        // sized by it. Too many digits saturate instead of wrapping into a small size.
         uint32_t size = 0;
-        while (std::isdigit(static_cast<unsigned char>(*at)))
-            size = size * 10 + static_cast<uint32_t>(*at++ - '0');
+        while (std::isxdigit(static_cast<unsigned char>(*at))) {
+            const char c = static_cast<char>(std::tolower(static_cast<unsigned char>(*at++)));
+            const uint32_t digit = static_cast<uint32_t>(c <= '9' ? c - '0' : c - 'a' + 10);
+            size = size > 0x0FFFFFFFu ? UINT32_MAX : size * 16 + digit;
+        }
         g_packetSize = size;
     }
     std::free(reply);
@@ -233,7 +237,8 @@ int gdbHandshake() {
     reply = gdbReadReply();
     if (reply == nullptr)
         return -1;
-    const int rc = compareNoCase(reply, "OK") == 0 ? 0 : -1;
+    // An empty reply is a server without high-speed sampling: it can still be polled.
+    const int rc = reply[0] == '\0' || compareNoCase(reply, "OK") == 0 ? 0 : -1;
     std::free(reply);
     return rc;
 }

@@ -26,6 +26,9 @@ char* gdbReadReply();
 // whole packet is at the head, takes it out and returns true with its payload (null only when the
 // copy failed). False when more bytes are needed; a stray byte at the head is never skipped.
 bool gdbTakeReply(char* buffer, uint32_t& fill, char** payload);
+// qSupported (keeps the server's PacketSize, read as hexadecimal) and a stop of any high-speed
+// sampling a previous run left open; 0 when the stop is answered "OK" or, by a server without
+// high-speed sampling, with an empty reply.
 int gdbHandshake();
 
 // Serialises every exchange on the channel (reader thread and value writes). Taken with scoped
@@ -33,6 +36,7 @@ int gdbHandshake();
 GdbMutex& gdbMutex();
 char* gdbRecvBuffer();
 uint32_t& gdbRecvFill();
+// The server's PacketSize (65536 when it names none).
 uint32_t gdbPacketSize();
 
 // Wakes every receive blocked on the connection; nothing can be exchanged on it afterwards.

@@ -36,13 +36,15 @@ size_t decimalDigits(uint32_t v) {
     return n;
 }
 
-// Sends a command and checks that the reply is "OK" without regard to case.
-int exchangeOk(const char* command) {
+// Sends a command and checks that the reply is "OK" without regard to case. An empty reply, a
+// server's way of saying it does not know the command, also sets `empty`.
+int exchangeOk(const char* command, bool* empty) {
     if (gdbSendPacket(command) != 0)
         return -1;
     CBuffer reply(gdbReadReply());
     if (!reply)
         return -1;
+    *empty = reply.get()[0] == '\0';
     return compareNoCase(reply.get(), "OK") == 0 ? 0 : -1;
 }
 
@@ -221,27 +223,36 @@ void hssBeginSession() {
     g_emptyCounter = 0;
 }
 
-int hssSession(const HssConfig& config) {
+int hssSession(const HssConfig& config, bool* refused) {
     hssBeginSession();
+    bool empty = false;
+    if (refused != nullptr)
+        *refused = false;
+    // An empty reply to the stop, Supported or Start: the server has no high-speed sampling.
+    const auto refusal = [&] {
+        if (refused != nullptr)
+            *refused = empty;
+        return -1;
+    };
 
     // A value write from the GUI thread must not slip in between the set-up exchanges either.
     std::unique_lock<GdbMutex> setup(gdbMutex());
-    if (hssStop() != 0)
-        return -1;
+    if (exchangeOk("qSeggerHSS:Stop", &empty) != 0)
+        return refusal();
 
     uint32_t blockSize = 4;
     for (uint32_t i = 0; i < config.count; ++i)
         blockSize += config.size[i];
 
-    if (exchangeOk("qSeggerHSS:Supported") != 0)
-        return -1;
+    if (exchangeOk("qSeggerHSS:Supported", &empty) != 0)
+        return refusal();
 
     const size_t startLength = hssStartCommandLength(config);
     CBuffer start(static_cast<char*>(std::calloc(startLength, 1)));
     if (!start || !hssFormatStart(config, start.get(), startLength))
         return -1;
-    if (exchangeOk(start.get()) != 0)
-        return -1;
+    if (exchangeOk(start.get(), &empty) != 0)
+        return refusal();
 
     std::unique_ptr<uint8_t, FreeDeleter> samples(
         static_cast<uint8_t*>(std::calloc(static_cast<size_t>(blockSize) * kHssMaxSamplesPerRead, 1)));

@@ -27,8 +27,9 @@ int hssReadOnce(uint32_t* count);
 // count, 4 at the fifteenth empty reply in a row, or the head's comparison value.
 int hssParseReadReply(const char* reply, uint32_t* count);
 // The whole session: returns its end code (-1, 3, 4 or a server's refusal), or 0 when a stop was
-// requested.
-int hssSession(const HssConfig& config);
+// requested. `refused`, when given, tells whether a -1 came from an empty reply to the stop,
+// Supported or Start packet: a server without high-speed sampling.
+int hssSession(const HssConfig& config, bool* refused = nullptr);
 // Turns n raw samples of `blockSize` bytes each into frames pushed into the config's queue.
 int decodeSamples(uint32_t blockSize, const uint8_t* data, const HssConfig& config, uint32_t n);
 // The start command text for the configuration; empty when it would not fit its buffer.

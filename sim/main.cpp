@@ -36,7 +36,11 @@ int main(int argc, char* argv[]) {
     const QCommandLineOption faultOption(QStringLiteral("fault"),
                                          QStringLiteral("Inject a fault (see the list above); repeatable."),
                                          QStringLiteral("mode"));
-    parser.addOptions({portOption, qemuOption, faultOption});
+    const QCommandLineOption noHssOption(
+        QStringLiteral("no-hss"),
+        QStringLiteral("Answer every qSeggerHSS packet with an empty reply, as a server without high-speed "
+                       "sampling does (the same as --fault no-hss); m and M still work."));
+    parser.addOptions({portOption, qemuOption, faultOption, noHssOption});
     parser.process(app);
 
     Sim::SimOptions options;
@@ -49,6 +53,8 @@ int main(int argc, char* argv[]) {
     options.port = static_cast<std::uint16_t>(port);
     options.qemuProgram = parser.value(qemuOption);
     options.faults = parser.values(faultOption);
+    if (parser.isSet(noHssOption))
+        options.faults << QStringLiteral("no-hss");
     const QStringList positional = parser.positionalArguments();
     options.elfPath = positional.isEmpty() ? Sim::DefaultFirmwarePath(QCoreApplication::applicationDirPath())
                                            : positional.first();

@@ -8,6 +8,7 @@
 #include "PopDialog.h"
 #include "ProjectDialog.h"
 #include "Row.h"
+#include "SamplingModeView.h"
 #include "ScreenShot.h"
 #include "SelectSymbolsDlg.h"
 #include "TableDockWidget.h"
@@ -233,6 +234,17 @@ private slots:
         QVERIFY(!m_window->TableBox()->isChecked() && !m_window->Dock()->isVisible());
         m_window->TableBox()->click();
         QVERIFY(m_window->Dock()->isVisible());
+
+        // Polling chosen in the Sampling menu: the status bar shows it with its rate; the cycles below poll.
+        for (QAction* action : m_window->findChildren<QAction*>())
+            if (action->text() == "&Polling only")
+                action->trigger();
+        Click(ToolButton(m_window->StartAction()));
+        const QLabel* mode = m_window->findChild<SamplingModeLabel*>();
+        QTRY_VERIFY_WITH_TIMEOUT(
+            QRegularExpression("^Polling: [1-9]\\d* frames/s$").match(mode->text()).hasMatch(), 5000);
+        ScreenShot::Save(m_window, "workflow-4-polling");
+        Click(ToolButton(m_window->StopAction()));
 
         // Stop/Start at random moments through the buttons: each answers within a second. Under a sanitizer
         // the simulator and the software-drawn curves are slow: three cycles, two seconds.

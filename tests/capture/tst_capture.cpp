@@ -86,6 +86,7 @@ private slots:
         QTest::newRow("both ends") << "--duration 1 --samples 2 x@0:int:4 | cannot be used together";
         QTest::newRow("bad address") << "x@0xzz:int:4 | hexadecimal";
         QTest::newRow("bad size") << "x@10:int:0 | size";
+        QTest::newRow("unknown mode") << "--mode fast x@0:int:4 | --mode takes auto, hss or poll";
         QTest::newRow("bare name without symbols") << "counter | no --symbols";
         QTest::newRow("unknown option") << "--frobnicate x@0:int:4 | frobnicate";
         QTest::newRow("set without value") << "--set x x@0:int:4 | NAME=VALUE";
@@ -107,14 +108,18 @@ private slots:
         Row::Column();
         QTest::newRow("no server") << "no-server | Setup GDBserver Fail! Please check the connection between "
                                       "the debugger and the PC ,and then restart Tidewatch!";
-        QTest::newRow("no sampling support") << "qSeggerHSS:Supported= | ended with code -1";
+        QTest::newRow("no sampling support") << "qSeggerHSS:Supported= --mode hss | ended with code -1";
+        QTest::newRow("memory read refused")
+            << "m=E01 --mode poll | code 256: the server could not read variable "
+               "'counter' at 0x20000000 (it answered \"E01\")";
         QTest::newRow("connection closed") << "close | ended with code 3";
         QTest::newRow("server falls silent") << "silent | stopped answering";
         QTest::newRow("no samples") << "empty | ended with code 4: the target delivered no samples";
         QTest::newRow("read refused") << "qSeggerHSS:Read:=E01 | ended with code -10";
     }
     void sessionFailures() {
-        const QString fault = Row::Fields()[0], message = Row::Fields()[1];
+        const QString fault = Row::Fields()[0].section(' ', 0, 0), message = Row::Fields()[1];
+        const QStringList mode = Row::Fields()[0].split(' ').mid(1); // a --mode to capture with
         FakeGdbServer server;
         if (fault == "close" || fault == "silent")
             failAfterReads(server, 3, fault == "close");
@@ -125,7 +130,8 @@ private slots:
         QTcpSocket refusing; // bound, never listening: every connection to its port is refused
         QVERIFY(refusing.bind(QHostAddress::LocalHost));
         const quint16 port = fault == "no-server" ? refusing.localPort() : server.port();
-        const Run r = capture(QStringList{"--port", QString::number(port), "--stall-timeout", "1"} + kVars);
+        const Run r =
+            capture(QStringList{"--port", QString::number(port), "--stall-timeout", "1"} + mode + kVars);
         QCOMPARE(r.exitCode, fault == "no-server" ? 3 : 4);
         QVERIFY2(r.err.contains(message), qPrintable(r.err));
         // Console lines never mix into the CSV; the header goes out once sampling has started.

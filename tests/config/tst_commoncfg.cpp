@@ -155,6 +155,7 @@ private slots:
         CommonCfg::SetRecord({"Corvane", "7425MQDTCA", "jlink", "JTAG", "8000", "100", "/fw/ä.elf"});
         CommonCfg::SetFps(40);
         CommonCfg::SetZoomIndex(-1);
+        CommonCfg::SetMode(SamplingMode::Poll);
         QObject table;
         table.setProperty("projectRows", QVariantList{QVariantMap{{"rgb", QVariant::fromValue(0xff00ff00u)}},
                                                       QVariantMap{{"name", "b"}, {"rgb", "blue"}}});
@@ -177,6 +178,7 @@ private slots:
         QCOMPARE(
             QString("%1 %2 %3").arg(CommonCfg::Fps()).arg(CommonCfg::Interval()).arg(CommonCfg::ZoomIndex()),
             QString("40 100 -1"));
+        QCOMPARE(SamplingModeName(CommonCfg::Mode()), QString("poll"));
     }
 
     // zoom index | step in microseconds | label

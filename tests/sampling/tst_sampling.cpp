@@ -8,6 +8,8 @@
 #include "GetData.h"
 #include "HssSession.h"
 #include "MemoryWrite.h"
+#include "PollPlan.h"
+#include "PollSession.h"
 #include "Row.h"
 #include "WatchList.h"
 
@@ -221,11 +223,13 @@ private slots:
     // qSupported reply ("<silent>": the server says nothing) | stop reply | result | packet size
     void handshake_data() {
         Row::Column();
-        QTest::newRow("decimal") << "PacketSize=4000;qXfer:features:read+ | OK | 0 | 4000";
-        QTest::newRow("hex digits read as decimal") << "PacketSize=3fff | ok | 0 | 3";
-        QTest::newRow("blanks skipped") << "swbreak+;PacketSize= \t1200 | OK | 0 | 1200";
+        QTest::newRow("hexadecimal") << "PacketSize=4000;qXfer:features:read+ | OK | 0 | 16384";
+        QTest::newRow("openocd's size") << "PacketSize=3fff | ok | 0 | 16383";
+        QTest::newRow("blanks skipped") << "swbreak+;PacketSize= \t1200 | OK | 0 | 4608";
+        QTest::newRow("too long saturates") << "PacketSize=123456789 | OK | 0 | 4294967295";
         QTest::newRow("absent") << "swbreak+ | OK | 0 | 65536";
-        QTest::newRow("stop refused") << "PacketSize=4000 |  | -1 | 4000";
+        QTest::newRow("stop refused") << "PacketSize=4000 | E01 | -1 | 16384";
+        QTest::newRow("no high-speed sampling: empty stop reply") << "PacketSize=fff |  | 0 | 4095";
         QTest::newRow("silent server") << "<silent> | OK | -1 | 65536";
     }
     void handshake() {
@@ -593,32 +597,124 @@ private slots:
         QCOMPARE(threadCount(), threads);
     }
 
-    // Fault | the session's end code (0: still running at the stop)
+    // Addresses | sizes | the server's PacketSize | the reads of one poll: hexadecimal address + length
+    void pollPlan_data() {
+        using U = QVector<uint>;
+        QTest::addColumn<U>("addresses");
+        QTest::addColumn<U>("sizes");
+        QTest::addColumn<uint>("packetSize");
+        QTest::addColumn<QString>("ranges");
+        QTest::newRow("one") << U{0x100} << U{4} << 0x4000u << "100+4";
+        QTest::newRow("contiguous") << U{0x100, 0x104, 0x108} << U{4, 4, 2} << 0x4000u << "100+10";
+        QTest::newRow("gap of 64 merged") << U{0x100, 0x144} << U{4, 1} << 0x4000u << "100+69";
+        QTest::newRow("gap of 65 apart") << U{0x100, 0x145} << U{4, 1} << 0x4000u << "100+4 145+1";
+        QTest::newRow("unordered, overlap") << U{0x110, 0x102, 0x100} << U{4, 1, 4} << 0x4000u << "100+20";
+        QTest::newRow("reply bounds a range") << U{0, 8, 0x10, 0x18} << U{8, 8, 8, 8} << 0x40u << "0+24 18+8";
+        QTest::newRow("longer than a reply, alone") << U{0x100, 0x128} << U{40, 4} << 0x20u << "100+40 128+4";
+        QTest::newRow("ends past 4 GiB") << U{0xfffffff0, 0xfffffffc} << U{4, 8} << 0x4000u << "fffffff0+20";
+    }
+    void pollPlan() {
+        QFETCH(QVector<uint>, addresses);
+        QFETCH(QVector<uint>, sizes);
+        QFETCH(uint, packetSize);
+        QStringList got;
+        for (const PollRange& r : planPollReads(addresses.data(), sizes.data(), uint32_t(addresses.size()),
+                                                pollMaxRangeBytes(packetSize)))
+            got << QString("%1+%2").arg(r.address, 0, 16).arg(r.length);
+        QTEST(got.join(' '), "ranges");
+        QCOMPARE(pollMaxRangeBytes(0x3fff), 2046u); // the receive buffer bounds openocd's reads
+    }
+
+    // An m reply | its bytes in hexadecimal ("-": not a memory read)
+    void memoryReply_data() {
+        QTest::addColumn<QString>("reply");
+        QTest::addColumn<QString>("bytes");
+        QTest::newRow("plain, either case") << QString("00fFa5") << "00ffa5";
+        QTest::newRow("runs") << QString("0* a*!b") << "0000aaaaab";
+        QTest::newRow("error") << QString("E01") << "-";
+        QTest::newRow("run of nothing") << QString("*!00") << "-";
+        QTest::newRow("count below three") << QString("0*\x1f") << "-";
+        QTest::newRow("not hexadecimal") << QString("OK") << "-";
+    }
+    void memoryReply() {
+        QFETCH(QString, reply);
+        std::string bytes;
+        const bool ok = decodeMemoryReply(reply.toLatin1().constData(), bytes);
+        QTEST(ok ? QString(QByteArray::fromStdString(bytes).toHex()) : "-", "bytes");
+    }
+
+    // A server without high-speed sampling is polled: frames keep coming with rising host-clock stamps, a
+    // write lands between two back-to-back polls, Stop returns within a second and sends no stop packet.
+    void pollingSession() {
+        FakeGdbServer server;
+        server.setHandler(FakeGdbServer::answering("qSeggerHSS:", ""));
+        setSamplingTarget("127.0.0.1", server.port());
+        CommonCfg::SetInterval(10);                // shorter than a round trip: polls back to back
+        QVector<VarParser::VarDes> list = vars(3); // int at 20000000, char at 20000010: one read
+        list[2].address = "20000400";              // a float far away: a second read
+        QCOMPARE(startSampling(list), 0);
+        QTRY_VERIFY(FrameQueue::instance().historySize() >= 20);
+        QCOMPARE(samplingWay(), SamplingWay::Poll);
+        QCOMPARE(writeEditedValue(0x20000000, "int", "77"), 0);
+        std::vector<SampleFrame> frames;
+        const auto written = [&frames] {
+            for (const SampleFrame& f : drainQueue())
+                frames.push_back(f);
+            return !frames.empty() && frames.back().value[0] == 77;
+        };
+        QTRY_VERIFY(written());
+        QElapsedTimer clock;
+        clock.start();
+        QCOMPARE(stopSampling(), 0);
+        QVERIFY(clock.elapsed() < 1000);
+        QCOMPARE(QVector<uint32_t>(frames[0].value, frames[0].value + 3),
+                 (QVector<uint32_t>{0x03020100, 0x10, 0x03020100}));
+        for (size_t i = 1; i < frames.size(); ++i)
+            QVERIFY(frames[i].time > frames[i - 1].time);
+        QStringList sent;
+        for (const std::string& c : server.commands())
+            sent << QString::fromStdString(c);
+        const int write = sent.indexOf("M20000000,4:4d000000");
+        QCOMPARE(sent.mid(write - 2, 4),
+                 (QStringList{"m20000000,11", "m20000400,4", sent.value(write), "m20000000,11"}));
+        QCOMPARE(server.countCommands("qSeggerHSS:Stop"), 2); // the handshake's and the session's
+    }
+
+    // Fault | the session's end code (0: still running at the stop) | sampled by polling
     void faults_data() {
-        Row::Column();
-        QTest::newRow("silent mid-reply") << "hang-mid-data | 0";
-        QTest::newRow("closes mid raw data") << "close-mid-data | 3";
-        QTest::newRow("stray bytes") << "stray | 3";
-        QTest::newRow("count above 10000") << "huge | 3";
-        QTest::newRow("E01 to a write, sampling goes on") << "error-write | 0";
-        QTest::newRow("no answer to a write") << "deaf-write | 3";
-        QTest::newRow("silent to the stop packet") << "deaf-stop | 0";
-        QTest::newRow("15 empty reads, then a new session") << "empty | 4";
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<int>("code");
+        QTest::addColumn<bool>("polled");
+        for (bool polled : {false, true}) {
+            const char* way = polled ? "polled, " : "";
+            QTest::addRow("%ssilent mid-reply", way) << "hang-mid-data" << 0 << polled;
+            QTest::addRow("%scloses mid-reply", way) << "close-mid-data" << 3 << polled;
+            QTest::addRow("%sstray bytes", way) << "stray" << 3 << polled;
+            QTest::addRow("%smore than asked for", way) << "huge" << 3 << polled;
+            QTest::addRow("%sE01 to a write, sampling goes on", way) << "error-write" << 0 << polled;
+            QTest::addRow("%sno answer to a write", way) << "deaf-write" << 3 << polled;
+            QTest::addRow("%ssilent to the stop packet", way) << "deaf-stop" << 0 << polled;
+        }
+        QTest::newRow("15 empty reads, then a new session") << "empty" << 4 << false;
+        QTest::newRow("polled, memory read refused") << "refused" << kEndUnreadable << true;
     }
 
     void faults() {
-        const QString fault = Row::Fields()[0];
-        const int code = Row::Fields()[1].toInt();
+        QFETCH(QString, fault);
+        QFETCH(int, code);
+        QFETCH(bool, polled);
         FakeGdbServer server;
         setSamplingTarget("127.0.0.1", server.port());
+        CommonCfg::SetMode(polled ? SamplingMode::Poll : SamplingMode::Auto);
         auto reads = std::make_shared<std::atomic<int>>(0);
         server.setSamplesPerRead(fault == "empty" ? 0 : 100);
-        server.setHandler([fault, reads](const std::string& c, FakeGdbServer::Reply& r) {
-            const bool read = c.rfind("qSeggerHSS:Read:", 0) == 0;
+        server.setHandler([fault, reads, polled](const std::string& c, FakeGdbServer::Reply& r) {
+            const bool read = c.rfind(polled ? "m" : "qSeggerHSS:Read:", 0) == 0;
             const bool broken = read && ++*reads > 3;
             if (broken && fault.endsWith("mid-data")) {
-                // 100 records of 9 bytes announced, 50 bytes sent.
-                r.chunks = {FakeGdbServer::frame("OK,00000064"), std::string(50, '\0')};
+                // 100 records of 9 bytes announced, 50 bytes sent; or half a memory read's reply.
+                r.chunks = {polled ? "$00010203" : FakeGdbServer::frame("OK,00000064"),
+                            std::string(50, '\0')};
                 r.hangAfter = fault == "hang-mid-data";
                 r.close = fault == "close-mid-data";
                 return true;
@@ -626,7 +722,9 @@ private slots:
             if (broken && fault == "stray")
                 r.chunks = {"x" + std::string(5000, 'y')};
             else if (broken && fault == "huge")
-                r.chunks = {FakeGdbServer::frame("OK,2711")};
+                r.chunks = {FakeGdbServer::frame(polled ? std::string(100, '0') : "OK,2711")};
+            else if (broken && fault == "refused" && c != "m20000000,4") // the merged read and v1's
+                r.chunks = {FakeGdbServer::frame("E01")};
             else if (c[0] == 'M' && fault == "error-write")
                 r.chunks = {FakeGdbServer::frame("E01")};
             else if (c[0] == 'M' && fault == "deaf-write")
@@ -652,6 +750,10 @@ private slots:
         if (code != 0)
             QTRY_VERIFY_WITH_TIMEOUT(samplingEnded(), 5000);
         QCOMPARE(samplingEnded() ? samplingResult() : 0, code);
+        QCOMPARE(samplingWay(), polled ? SamplingWay::Poll : SamplingWay::Hss);
+        if (fault == "refused") // the merged read failed, then v1 on its own
+            QVERIFY2(samplingEndText().startsWith("the server could not read variable 'v1' at 0x20000010"),
+                     qPrintable(samplingEndText()));
         QElapsedTimer clock;
         clock.start();
         stopSampling();

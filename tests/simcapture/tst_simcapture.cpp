@@ -1,5 +1,6 @@
 // tidewatch-capture sampling the demo firmware (RAM at 0x80000000) through tidewatch-sim as real processes:
-// the globals above 0x7FFFFFFF with their encodings, CSV columns that follow the firmware, a --set write.
+// the globals above 0x7FFFFFFF with their encodings, CSV columns that follow the firmware, a --set write;
+// with high-speed sampling and, from a server without it, by polling.
 #include "SimChild.h"
 
 #include <QJsonArray>
@@ -75,9 +76,17 @@ private slots:
             QVERIFY2(found.contains(key), key);
     }
 
+    void captureFollowsTheFirmware_data() {
+        QTest::addColumn<bool>("polled");
+        QTest::newRow("high-speed sampling") << false;
+        QTest::newRow("a server without high-speed sampling, polled") << true;
+    }
     void captureFollowsTheFirmware() {
+        QFETCH(bool, polled);
         Sim::SimChild sim;
-        QVERIFY2(sim.Start(SimProgram, {DemoElf}), sim.Output().constData());
+        QVERIFY2(
+            sim.Start(SimProgram, QStringList{DemoElf} + (polled ? QStringList{"--no-hss"} : QStringList())),
+            sim.Output().constData());
         QProcess capture;
         capture.start(CaptureProgram, QStringList{"--port", QString::number(sim.Port()), "--symbols",
                                                   m_dir.filePath("elf.json"), "--interval", "1000",
@@ -85,7 +94,8 @@ private slots:
                                           DemoVariables);
         const bool ended = capture.waitForFinished(20000);
         const QString messages = QString::fromLocal8Bit(capture.readAllStandardError());
-        QVERIFY2(ended && capture.exitStatus() == QProcess::NormalExit && capture.exitCode() == 0,
+        QVERIFY2(ended && capture.exitStatus() == QProcess::NormalExit && capture.exitCode() == 0 &&
+                     messages.contains(polled ? "frames/s), polling," : "frames/s), high-speed sampling,"),
                  qPrintable(messages));
         const Table table(capture.readAllStandardOutput());
         QVERIFY2(table.problem.isEmpty(), qPrintable(table.problem));

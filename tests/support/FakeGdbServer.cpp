@@ -41,6 +41,8 @@ FakeGdbServer::FakeGdbServer() {
             for (uint32_t b = 0; b < sizes[v]; ++b)
                 out.push_back(static_cast<char>(b < 8 ? ((index + v) >> (8 * b)) & 0xff : 0));
     };
+    for (int i = 0; i < 0x10000; ++i)
+        m_memory.push_back(static_cast<char>(i));
     m_thread = std::thread([this] { serve(); });
 }
 
@@ -159,8 +161,17 @@ void FakeGdbServer::builtIn(const std::string& command, Reply& reply) {
     std::string payload;
     if (startsWith(command, "qSupported")) {
         payload = m_qSupported;
-    } else if (command == "qSeggerHSS:Stop" || command == "qSeggerHSS:Supported" ||
-               startsWith(command, "M")) {
+    } else if (command[0] == 'm' || command[0] == 'M') {
+        const size_t colon = command.find(':');
+        const std::vector<uint64_t> f = hexFields(command.substr(1, colon - 1));
+        const uint64_t at = f[0] - kMemoryBase, n = f.size() > 1 ? f[1] : 0;
+        const bool inside = f[0] >= kMemoryBase && at + n <= m_memory.size();
+        const QByteArray data = QByteArray::fromHex(QByteArray::fromStdString(command.substr(colon + 1)));
+        if (command[0] == 'M' && inside && uint64_t(data.size()) == n)
+            m_memory.replace(at, n, data.toStdString());
+        const QByteArray read = QByteArray::fromStdString(m_memory.substr(inside ? at : 0, n)).toHex();
+        payload = command[0] == 'M' ? "OK" : inside ? read.toStdString() : "E01";
+    } else if (command == "qSeggerHSS:Stop" || command == "qSeggerHSS:Supported") {
         m_sampling = m_sampling && command != "qSeggerHSS:Stop";
         payload = "OK";
     } else if (startsWith(command, "qSeggerHSS:Start:")) {

@@ -11,7 +11,8 @@
 
 // A scriptable GDB server on loopback for protocol tests: one connection at a time, each packet acknowledged
 // and answered from a handler, else like a target with high-speed sampling that answers Start/Read/Stop
-// and streams generated sample records after each read reply.
+// and streams generated sample records after each read reply, and with 64 KiB of memory at kMemoryBase
+// for m and M (byte i holds i & 0xff until written; reads elsewhere answer E01).
 class FakeGdbServer {
 public:
     struct Reply {
@@ -25,6 +26,8 @@ public:
     // Produces the bytes of one sample's variables (not the time stamp) for sample number `index`.
     using SampleSource =
         std::function<void(uint64_t index, const std::vector<uint32_t>& sizes, std::string& out)>;
+
+    static constexpr uint32_t kMemoryBase = 0x20000000;
 
     FakeGdbServer();
     ~FakeGdbServer();
@@ -92,6 +95,7 @@ private:
     Handler m_handler;
     SampleSource m_source;
 
+    std::string m_memory;
     std::vector<uint32_t> m_sizes;
     bool m_sampling = false;
     uint64_t m_nextSample = 0;

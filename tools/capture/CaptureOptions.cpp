@@ -61,9 +61,10 @@ bool parseCaptureOptions(const QStringList& arguments, CaptureOptions& options, 
                          QString& helpText) {
     QCommandLineParser parser;
     parser.setApplicationDescription(
-        "Samples variables of a running target through a GDB server with high-speed sampling and writes\n"
-        "them as CSV: a header 'time,NAME1,NAME2,...', then one line per sample: its time stamp\n"
-        "distance from the first sample, then each value (whole numbers for integer types, signed or\n"
+        "Samples variables of a running target through a GDB server, with high-speed sampling or by\n"
+        "polling its memory, and writes them as CSV: a header 'time,NAME1,NAME2,...', then one line per\n"
+        "sample: its time stamp distance from the first sample (the server's ticks, or microseconds of\n"
+        "the host's clock when polling), then each value (whole numbers for integer types, signed or\n"
         "unsigned as the type says; floats for floating types).\n"
         "A summary goes to standard error. Exit codes: 0 done, 2 usage, 3 no connection to the server,\n"
         "4 the session ended with an error, 5 a --set write failed.");
@@ -80,7 +81,11 @@ bool parseCaptureOptions(const QStringList& arguments, CaptureOptions& options, 
                                  "NAME=VALUE");
     const QCommandLineOption stall(
         "stall-timeout", "Give up when the server has not answered for this long (default 5).", "SEC", "5");
-    parser.addOptions({help, host, port, symbols, interval, duration, samples, output, set, stall});
+    const QCommandLineOption mode("mode",
+                                  "auto: high-speed sampling, or polling with memory reads when the server "
+                                  "refuses it (default); hss or poll: only that way.",
+                                  "auto|hss|poll", "auto");
+    parser.addOptions({help, host, port, symbols, interval, duration, samples, output, set, stall, mode});
     parser.addPositionalArgument("VARIABLE",
                                  "NAME@ADDRESS:TYPE:SIZE (address in hex, e.g. "
                                  "counter@0x20000000:int:4), or a NAME from --symbols.",
@@ -131,6 +136,10 @@ bool parseCaptureOptions(const QStringList& arguments, CaptureOptions& options, 
         return false;
     }
     options.output = parser.value(output);
+    if (!ParseSamplingMode(parser.value(mode), options.mode)) {
+        error = "--mode takes auto, hss or poll";
+        return false;
+    }
 
     QVector<VarParser::VarDes*> catalogue;
     VarParser catalogueReader;

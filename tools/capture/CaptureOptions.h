@@ -1,5 +1,6 @@
 #pragma once
 
+#include "SamplingMode.h"
 #include "VarParser.h"
 
 #include <QString>
@@ -24,6 +25,7 @@ struct CaptureOptions {
     };
     QVector<Assignment> sets;
     double stallSeconds = 5; // give up when no frame arrives for this long
+    SamplingMode mode = SamplingMode::Auto;
 };
 
 // Parses the arguments (without the program name). On failure returns false and sets `error`;

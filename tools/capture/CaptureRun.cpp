@@ -3,7 +3,6 @@
 #include "Acquisition.h"
 #include "CommonCfg.h"
 #include "CsvWriter.h"
-#include "SessionEnd.h"
 #include "FrameQueue.h"
 #include "HssSession.h"
 #include "MemoryWrite.h"
@@ -49,6 +48,7 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
                const std::atomic<bool>& stopRequested) {
     setSamplingTarget(options.host, options.port);
     CommonCfg::SetInterval(options.interval);
+    CommonCfg::SetMode(options.mode);
 
     QStringList names;
     for (const VarParser::VarDes& v : options.variables)
@@ -124,8 +124,13 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
     const double seconds = secondsSince(begin);
 
     const quint64 lost = queue.overwrittenUnread();
-    std::fprintf(err, "tidewatch-capture: %lld frames in %.3f s (%.0f frames/s), session end code %d",
-                 written, seconds, seconds > 0 ? written / seconds : 0.0, endCode);
+    const SamplingWay way = samplingWay();
+    std::fprintf(err, "tidewatch-capture: %lld frames in %.3f s (%.0f frames/s)%s, session end code %d",
+                 written, seconds, seconds > 0 ? written / seconds : 0.0,
+                 way == SamplingWay::Poll  ? ", polling"
+                 : way == SamplingWay::Hss ? ", high-speed sampling"
+                                           : "",
+                 endCode);
     if (lost > 0)
         std::fprintf(err, ", %llu frames lost (the ring overwrote them before they were written)",
                      static_cast<unsigned long long>(lost));
@@ -142,7 +147,7 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
     }
     if (endedByItself && endCode != 0) {
         std::fprintf(err, "tidewatch-capture: sampling session ended with code %d: %s\n", endCode,
-                     qPrintable(sessionEndDescription(endCode)));
+                     qPrintable(samplingEndText()));
         return 4;
     }
     if (!setsOk)
