@@ -8,7 +8,7 @@ PACKAGES=(
   qtbase5-dev libqt5charts5-dev libqt5svg5-dev qt5-qmake
   libdw-dev libelf-dev
   qemu-system-misc
-  gdb-multiarch
+  gdb-multiarch openocd
   gcc-riscv64-unknown-elf
   xvfb xauth x11-utils imagemagick
   clang-format
