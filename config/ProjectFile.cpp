@@ -1,5 +1,5 @@
-// The project file: one JSON object with the project record, the frame rate, the time-base step and,
-// for the record only, the rows of the variable table.
+// The project file: one JSON object with the project record, the frame rate, the time-base step, the
+// sampling mode, the user's own board and, for the record only, the rows of the variable table.
 #include "CommonCfg.h"
 #include "TimeBase.h"
 
@@ -69,6 +69,9 @@ void CommonCfg::SaveProject(const QString& path) {
                            {"fps", QString::number(Fps())},
                            {"ZoomFactor", CurrentStepLabel()},
                            {"samplingMode", SamplingModeName(Mode())},
+                           {"boardOpenocd", Board().openocd},
+                           {"boardConfigs", QJsonArray::fromStringList(Board().configs)},
+                           {"boardAttachOnly", Board().attachOnly},
                            {"VarList", VarListOf(VarTable())}};
     QTextStream out(&file);
     out.setCodec("UTF-8");
@@ -121,5 +124,11 @@ void CommonCfg::LoadProject(const QString& path) {
     SamplingMode mode = SamplingMode::Auto;
     ParseSamplingMode(root.value("samplingMode").toString(), mode);
     SetMode(mode);
+    BoardSettings board;
+    board.openocd = root.value("boardOpenocd").toString();
+    for (const QJsonValue& config : root.value("boardConfigs").toArray())
+        board.configs << config.toString();
+    board.attachOnly = root.value("boardAttachOnly").toBool();
+    SetBoard(board);
     // "VarList" is written for the record only; the variable table stays as it is.
 }
