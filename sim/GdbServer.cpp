@@ -2,11 +2,10 @@
 
 #include "ClientConnection.h"
 #include "GdbSession.h"
+#include "LoopbackListener.h"
 
-#include <arpa/inet.h>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -28,32 +27,12 @@ GdbServer::~GdbServer() {
 }
 
 bool GdbServer::Listen(std::uint16_t port, QString* error) {
-    m_listenFd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (m_listenFd < 0 || m_wakeFd < 0) {
-        *error =
-            QStringLiteral("cannot create a socket: %1").arg(QString::fromLocal8Bit(std::strerror(errno)));
+    if (m_wakeFd < 0) {
+        *error = QStringLiteral("cannot create an event descriptor");
         return false;
     }
-    const int on = 1;
-    ::setsockopt(m_listenFd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on); // restart at once after a stop
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::bind(m_listenFd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-        ::listen(m_listenFd, 8) != 0) {
-        *error = errno == EADDRINUSE ? QStringLiteral("port %1 is already in use").arg(port)
-                                     : QStringLiteral("cannot listen on 127.0.0.1:%1: %2")
-                                           .arg(port)
-                                           .arg(QString::fromLocal8Bit(std::strerror(errno)));
-        ::close(m_listenFd);
-        m_listenFd = -1;
-        return false;
-    }
-    socklen_t length = sizeof address;
-    ::getsockname(m_listenFd, reinterpret_cast<sockaddr*>(&address), &length);
-    m_port = ntohs(address.sin_port);
-    return true;
+    m_listenFd = ListenOnLoopback(port, &m_port, error);
+    return m_listenFd >= 0;
 }
 
 void GdbServer::Start() {

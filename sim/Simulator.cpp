@@ -2,11 +2,14 @@
 
 #include "FaultPlan.h"
 #include "GdbServer.h"
+#include "JtagServer.h"
+#include "QemuHart.h"
 #include "QemuProcess.h"
 #include "StopSignals.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
+#include <QFile>
 #include <QFileInfo>
 #include <QSocketNotifier>
 #include <QStandardPaths>
@@ -37,6 +40,10 @@ std::uint16_t Simulator::Port() const {
     return m_server ? m_server->Port() : 0;
 }
 
+std::uint16_t Simulator::JtagPort() const {
+    return m_jtag ? m_jtag->Port() : 0;
+}
+
 bool Simulator::Start(const SimOptions& options, QString* error) {
     FaultPlan faults;
     if (!FaultPlan::Parse(options.faults, &faults, error))
@@ -59,6 +66,16 @@ bool Simulator::Start(const SimOptions& options, QString* error) {
         return false;
     }
     const QString name = QStringLiteral("tidewatch-sim-%1-%2").arg(::getpid()).arg(m_server->Port());
+    if (options.jtagPort >= 0) {
+        // The debug module reaches the hart through the emulator's own stub, on a socket beside the RAM.
+        m_hart = std::make_unique<QemuHart>(m_ram);
+        m_jtag = std::make_unique<JtagServer>(*m_hart);
+        m_debugSocket = QStringLiteral("/dev/shm/%1.debug").arg(name);
+        if (!m_jtag->Listen(static_cast<std::uint16_t>(options.jtagPort), error)) {
+            Shutdown();
+            return false;
+        }
+    }
     if (!m_ram.Create(QStringLiteral("/dev/shm/") + name, SharedRam::DefaultSize, error)) {
         Shutdown();
         return false;
@@ -66,16 +83,18 @@ bool Simulator::Start(const SimOptions& options, QString* error) {
     m_qemu = std::make_unique<QemuProcess>();
     m_qemu->setStandardOutputFile(QProcess::nullDevice());
     m_qemu->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    m_qemu->start(qemu, QemuArguments(options.elfPath, m_ram.Path(), m_ram.Size(), name));
+    m_qemu->start(qemu, QemuArguments(options.elfPath, m_ram.Path(), m_ram.Size(), name, m_debugSocket));
     if (!m_qemu->waitForStarted(FirmwareLoadTimeoutMs)) {
         *error = QStringLiteral("cannot start %1: %2").arg(qemu, m_qemu->errorString());
         Shutdown();
         return false;
     }
-    if (!WaitForFirmware(error)) {
+    if (!WaitForFirmware(error) || (m_hart && !m_hart->Connect(m_debugSocket, error))) {
         Shutdown();
         return false;
     }
+    if (m_hart)
+        QFile::remove(m_debugSocket);
     // Both mappings stay valid without the name; dropping it now leaves nothing behind on any exit.
     m_ram.Unlink();
     connect(m_qemu.get(), QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this,
@@ -83,6 +102,8 @@ bool Simulator::Start(const SimOptions& options, QString* error) {
                 emit Failed(QStringLiteral("the emulator ended unexpectedly (exit code %1)").arg(code));
             });
     m_server->Start();
+    if (m_jtag)
+        m_jtag->Start();
     return true;
 }
 
@@ -117,6 +138,10 @@ void Simulator::Shutdown() {
     if (m_server)
         m_server->Stop();
     m_server.reset();
+    m_jtag.reset();
+    m_hart.reset();
+    if (!m_debugSocket.isEmpty())
+        QFile::remove(m_debugSocket);
     if (m_qemu) {
         m_qemu->disconnect(this);
         if (m_qemu->state() != QProcess::NotRunning) {
@@ -142,6 +167,9 @@ int RunSimulator(const SimOptions& options) {
         std::fprintf(stderr, "tidewatch-sim: %s\n", qPrintable(error));
         return 1;
     }
+    if (simulator.JtagPort() != 0) // before the ready line, so that whoever waits for that sees both
+        std::printf("tidewatch-sim: JTAG (remote_bitbang) on 127.0.0.1:%u\n",
+                    static_cast<unsigned>(simulator.JtagPort()));
     std::printf("tidewatch-sim: listening on 127.0.0.1:%u\n", static_cast<unsigned>(simulator.Port()));
     std::fflush(stdout);
 

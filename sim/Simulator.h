@@ -14,6 +14,8 @@
 namespace Sim {
 
 class GdbServer;
+class JtagServer;
+class QemuHart;
 class QemuProcess;
 
 struct SimOptions {
@@ -21,6 +23,7 @@ struct SimOptions {
     QString qemuProgram = QStringLiteral("qemu-system-riscv32");
     std::uint16_t port = 3333; // 0: any free port
     QStringList faults;        // values of --fault
+    int jtagPort = -1;         // --jtag-port: 0 picks a free one; -1: no JTAG endpoint
 };
 
 class Simulator : public QObject {
@@ -32,6 +35,7 @@ public:
     // False with a message, and nothing left running or on disk, when the target cannot be started.
     bool Start(const SimOptions& options, QString* error);
     std::uint16_t Port() const;
+    std::uint16_t JtagPort() const; // 0 without one
     // Stops the server and the emulator and removes the shared file. Safe to call twice.
     void Shutdown();
 
@@ -46,6 +50,9 @@ private:
     ElfImage m_elf;
     std::unique_ptr<GdbServer> m_server;
     std::unique_ptr<QemuProcess> m_qemu;
+    std::unique_ptr<QemuHart> m_hart;
+    std::unique_ptr<JtagServer> m_jtag;
+    QString m_debugSocket;
 };
 
 // Starts the simulator, prints the ready line, and runs the event loop of the existing

@@ -21,7 +21,17 @@ int main(int argc, char* argv[]) {
             "clock since Start) and each block's bytes. A Read before Start or after Stop answers "
             "E01; a Start with a block outside memory answers E02; m/M outside memory answer E01.\n\n"
             "Memory: physical RAM from 0x80000000, and the firmware's data window 0x20000000..0x203fffff, "
-            "which its page table maps onto RAM at 0x80400000 (as the demo firmware does).\n\n") +
+            "which its page table maps onto RAM at 0x80400000 (as the demo firmware does).\n\n"
+            "JTAG (--jtag-port): openocd's remote_bitbang protocol, a RISC-V debug transport module "
+            "(IDCODE 0x1e5a014b, 5-bit IR) and a debug module of the 0.13 debug specification with system "
+            "bus access (8/16/32 bits, auto-increment, read on address and on data), for stock openocd "
+            "(examples/openocd/tidewatch-sim.cfg). Halt, resume, single step and reset (ndmreset) pause, "
+            "continue, step and reset the emulator. Registers read while halted are the emulator's hart's "
+            "own (GPRs, FPRs, CSRs), except: dcsr is kept by the simulator (its cause, step and ebreak bits; "
+            "prv is the hart's privilege level), dpc is the pc, and there are no trigger or dscratch "
+            "registers, no program buffer and no abstract memory access, so there are no hardware "
+            "breakpoints, and a software breakpoint (ebreak) traps into the firmware instead of halting. "
+            "Memory writes into code already run may not take effect.\n\n") +
         Sim::FaultPlan::Help());
     parser.addHelpOption();
     parser.addPositionalArgument(QStringLiteral("elf"),
@@ -40,7 +50,13 @@ int main(int argc, char* argv[]) {
         QStringLiteral("no-hss"),
         QStringLiteral("Answer every qSeggerHSS packet with an empty reply, as a server without high-speed "
                        "sampling does (the same as --fault no-hss); m and M still work."));
-    parser.addOptions({portOption, qemuOption, faultOption, noHssOption});
+    const QCommandLineOption jtagOption(
+        QStringLiteral("jtag-port"),
+        QStringLiteral(
+            "Also serve a JTAG debug module (openocd remote_bitbang) on this TCP port on 127.0.0.1 "
+            "(0 picks a free one)."),
+        QStringLiteral("port"));
+    parser.addOptions({portOption, qemuOption, faultOption, noHssOption, jtagOption});
     parser.process(app);
 
     Sim::SimOptions options;
@@ -51,6 +67,15 @@ int main(int argc, char* argv[]) {
         return 2;
     }
     options.port = static_cast<std::uint16_t>(port);
+    if (parser.isSet(jtagOption)) {
+        const uint jtagPort = parser.value(jtagOption).toUInt(&portOk);
+        if (!portOk || jtagPort > 65535) {
+            std::fprintf(stderr, "tidewatch-sim: invalid JTAG port '%s'\n",
+                         qPrintable(parser.value(jtagOption)));
+            return 2;
+        }
+        options.jtagPort = static_cast<int>(jtagPort);
+    }
     options.qemuProgram = parser.value(qemuOption);
     options.faults = parser.values(faultOption);
     if (parser.isSet(noHssOption))
