@@ -44,15 +44,17 @@ Read readRange(const PollRange& range, uint8_t* out, std::string& answer) {
     std::unique_ptr<char, decltype(&std::free)> reply(gdbReadReply(), &std::free);
     if (!reply)
         return Read::Lost;
-    answer = reply.get();
+    const char* text = reply.get();
     std::string bytes;
-    const bool hex = decodeMemoryReply(reply.get(), bytes);
+    const bool hex = decodeMemoryReply(text, bytes);
     if (hex && bytes.size() == range.length) {
         std::memcpy(out, bytes.data(), bytes.size());
         return Read::Ok;
     }
-    if (answer.empty() || answer[0] == 'E' || (hex && bytes.size() < range.length))
+    if (text[0] == '\0' || text[0] == 'E' || (hex && bytes.size() < range.length)) {
+        answer = text;
         return Read::Refused;
+    }
     consolePrint("LOG>>the reply to %s is no memory read of that length\n", command);
     gdbMarkOutOfStep();
     return Read::Lost;
@@ -91,15 +93,17 @@ void letWritersIn() {
 
 bool decodeMemoryReply(const char* reply, std::string& bytes) {
     std::string hex;
+    hex.reserve(std::strlen(reply));
     for (const char* p = reply; *p != '\0'; ++p) {
         if (*p != '*') {
             hex.push_back(*p);
             continue;
         }
-        const int repeat = static_cast<unsigned char>(p[1]) - 29;
-        if (hex.empty() || repeat < 3 || p[1] > '~')
+        // Printable counts only: ' ' (3 more) to '~' (97 more).
+        const int count = static_cast<unsigned char>(p[1]);
+        if (hex.empty() || count < ' ' || count > '~')
             return false;
-        hex.append(static_cast<size_t>(repeat), hex.back());
+        hex.append(static_cast<size_t>(count - 29), hex.back());
         ++p;
     }
     if (hex.size() % 2 != 0)

@@ -1,6 +1,8 @@
 // A read reply and its raw samples: the reply text up to the first NUL, one byte for the number of
-// variables, one size byte per variable, then the sample bytes.
+// variables, one size byte per variable, then the sample bytes. The text also goes through the memory
+// read reply decoder of polling.
 #include "HssSession.h"
+#include "PollSession.h"
 
 #include <algorithm>
 
@@ -16,6 +18,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     while (p < end && *p != 0)
         ++p;
     const std::string reply(reinterpret_cast<const char*>(data), static_cast<size_t>(p - data));
+    std::string bytes;
+    if (decodeMemoryReply(reply.c_str(), bytes) && bytes.size() * 2 > reply.size() * 64)
+        std::abort(); // a run adds at most 97 copies of one character
     uint32_t n = 0;
     if (hssParseReadReply(reply.c_str(), &n) != 0 || p == end)
         return 0;

@@ -634,6 +634,7 @@ private slots:
         QTest::newRow("error") << QString("E01") << "-";
         QTest::newRow("run of nothing") << QString("*!00") << "-";
         QTest::newRow("count below three") << QString("0*\x1f") << "-";
+        QTest::newRow("count above 97") << QString::fromLatin1("0*\xfc") << "-";
         QTest::newRow("not hexadecimal") << QString("OK") << "-";
     }
     void memoryReply() {
