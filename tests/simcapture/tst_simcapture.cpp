@@ -1,6 +1,6 @@
 // tidewatch-capture sampling the demo firmware (RAM at 0x80000000) through tidewatch-sim as real processes:
 // the globals above 0x7FFFFFFF with their encodings, CSV columns that follow the firmware, a --set write;
-// with high-speed sampling and, from a server without it, by polling.
+// with high-speed sampling and, from a server without it, by polling; through stock openocd with gdb beside.
 #include "SimChild.h"
 
 #include <QJsonArray>
@@ -125,6 +125,56 @@ private slots:
         QVERIFY2(table.Word(table.rows.size() - 1, "loop_counter") - table.Word(0, "loop_counter") > 100,
                  "counter");
         QVERIFY2(changedAt > 0, "the write never showed");
+    }
+
+    // Stock openocd between the capture tool and the simulator's JTAG debug module, with gdb as its second
+    // client while the capture polls: the counter rises, a typed float lands whole, gdb reads the same.
+    void throughStockOpenocd() {
+        const QString openocd = QStandardPaths::findExecutable("openocd");
+        if (openocd.isEmpty() || QStandardPaths::findExecutable("gdb-multiarch").isEmpty())
+            QSKIP("needs openocd and gdb-multiarch (scripts/install-deps.sh)");
+        Sim::SimChild sim;
+        QVERIFY2(sim.Start(SimProgram, {DemoElf, "--jtag-port", "0"}), sim.Output().constData());
+        const QRegularExpression jtag("JTAG \\(remote_bitbang\\) on 127.0.0.1:(\\d+)");
+        QProcess server;
+        server.setProcessChannelMode(QProcess::MergedChannels);
+        server.start(openocd, {"-f", TIDEWATCH_OPENOCD_CFG, "-c",
+                               "remote_bitbang port " + jtag.match(sim.Output()).captured(1), "-c",
+                               "gdb_port 0", "-c", "tcl_port disabled", "-c", "telnet_port disabled"});
+        QByteArray said;
+        const QRegularExpression listening("Listening on port (\\d+) for gdb");
+        QTRY_VERIFY2_WITH_TIMEOUT((said += server.readAll(), listening.match(said).hasMatch()), said, 10000);
+        const QString port = listening.match(said).captured(1);
+
+        QProcess capture;
+        capture.start(CaptureProgram,
+                      {"--port", port, "--symbols", m_dir.filePath("elf.json"), "--interval", "1000",
+                       "--duration", "2", "--set", "amplitude=2500.7", "loop_counter", "amplitude"});
+        QByteArray messages;
+        QTRY_VERIFY_WITH_TIMEOUT((messages += capture.readAllStandardError()).contains("set amplitude"),
+                                 10000);
+        QProcess gdb;
+        gdb.start("gdb-multiarch", {"-batch", "-ex", "target extended-remote 127.0.0.1:" + port, "-ex",
+                                    "print amplitude", "-ex", "print loop_counter", DemoElf});
+        QVERIFY(gdb.waitForFinished(20000));
+        const QString read = gdb.readAllStandardOutput();
+        const QRegularExpressionMatch values =
+            QRegularExpression("\\$1 = (\\d+)\\n\\$2 = (\\d+)").match(read);
+        QVERIFY2(values.hasMatch(), qPrintable(read + gdb.readAllStandardError()));
+        QVERIFY(capture.waitForFinished(20000));
+        messages += capture.readAllStandardError();
+        QVERIFY2(capture.exitCode() == 0 && messages.contains("), polling,"), messages);
+
+        const Table table(capture.readAllStandardOutput());
+        QVERIFY2(table.problem.isEmpty() && table.rows.size() > 20, qPrintable(table.problem));
+        const std::uint32_t first = table.Word(0, "loop_counter"),
+                            last = table.Word(table.rows.size() - 1, "loop_counter");
+        QVERIFY2(last - first > 1000, qPrintable(QString("%1 to %2").arg(first).arg(last)));
+        QCOMPARE(table.At(table.rows.size() - 1, "amplitude"), 2500.0);
+        QCOMPARE(values.captured(1), QString("2500"));
+        QVERIFY2(values.captured(2).toUInt() > first, qPrintable(read)); // read after the capture's first
+        server.terminate();
+        QVERIFY(server.waitForFinished(5000));
     }
 };
 
