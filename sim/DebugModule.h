@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-// A debug module as version 0.13 of the RISC-V debug specification describes it, for one RV32 hart:
+// A debug module as RISC-V External Debug Support 0.13 describes it, for one RV32 hart:
 // run control (halt, resume, reset through ndmreset), the access-register command, and system bus access
 // with 8-, 16- and 32-bit accesses, auto-increment, read-on-address and read-on-data. No program buffer,
 // no abstract memory access, no authentication. Everything completes at once, so busy never shows.

@@ -21,7 +21,7 @@ constexpr int ReplyTimeoutMs = 3000;
 constexpr std::uint32_t FirstGpr = 0x1000, FirstFpr = 0x1020, LastFpr = 0x103f;
 constexpr std::uint32_t Dcsr = 0x7b0, Dpc = 0x7b1;
 constexpr int PcNumber = 32, DcsrNumber = -2;
-// dcsr: xdebugver 4 (as the specification describes it); the bits a debugger sets: ebreakm, ebreaks,
+// dcsr: xdebugver 4 (external debug support as in 0.13); the bits a debugger sets: ebreakm, ebreaks,
 // ebreaku, stepie, stopcount, stoptime, mprven, step.
 constexpr std::uint32_t DebugVersion = 4u << 28, DcsrWritable = 0xbe14u, DcsrStep = 1u << 2;
 enum Cause : std::uint32_t { CauseEbreak = 1, CauseHaltRequest = 3, CauseStep = 4 };

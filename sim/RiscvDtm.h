@@ -17,7 +17,7 @@ public:
     enum Instruction : std::uint8_t { IdCode = 0x01, Dtmcs = 0x10, Dmi = 0x11, Bypass = 0x1f };
     enum DmiStatus : unsigned { DmiSuccess = 0, DmiFailed = 2, DmiBusy = 3 };
     static constexpr unsigned InstructionBits = 5;
-    static constexpr std::uint32_t IdCodeValue = 0x1e5a014bu;
+    static constexpr std::uint32_t IdCodeValue = 0x1e5a0f7du;
 
     // idleCycles (at most 7, as dtmcs.idle tells) is what each DMI operation takes.
     explicit RiscvDtm(DebugModule& dm, unsigned idleCycles = 0);

@@ -23,15 +23,17 @@ int main(int argc, char* argv[]) {
             "Memory: physical RAM from 0x80000000, and the firmware's data window 0x20000000..0x203fffff, "
             "which its page table maps onto RAM at 0x80400000 (as the demo firmware does).\n\n"
             "JTAG (--jtag-port): openocd's remote_bitbang protocol, a RISC-V debug transport module "
-            "(IDCODE 0x1e5a014b, 5-bit IR) and a debug module of the 0.13 debug specification with system "
-            "bus access (8/16/32 bits, auto-increment, read on address and on data), for stock openocd "
-            "(examples/openocd/tidewatch-sim.cfg). Halt, resume, single step and reset (ndmreset) pause, "
-            "continue, step and reset the emulator. Registers read while halted are the emulator's hart's "
-            "own (GPRs, FPRs, CSRs), except: dcsr is kept by the simulator (its cause, step and ebreak bits; "
-            "prv is the hart's privilege level), dpc is the pc, and there are no trigger or dscratch "
-            "registers, no program buffer and no abstract memory access, so there are no hardware "
-            "breakpoints, and a software breakpoint (ebreak) traps into the firmware instead of halting. "
-            "Memory writes into code already run may not take effect.\n\n") +
+            "(IDCODE 0x1e5a0f7d, 5-bit IR) and a debug module of RISC-V External Debug Support 0.13 with "
+            "system bus access (8/16/32 bits, auto-increment, read on address and on data), for stock "
+            "openocd (examples/openocd/tidewatch-sim.cfg). Halt, resume, single step and reset (ndmreset) "
+            "pause, continue, step and reset the emulator; an ebreak the debugger writes into memory halts "
+            "the hart there. Registers are the emulator's hart's own (GPRs, FPRs, CSRs), readable while it "
+            "runs (the emulator pauses for each read), writable while it is halted, except: dcsr is kept by "
+            "the simulator (its cause, step and ebreak bits; prv is the hart's privilege level), dpc is the "
+            "pc, and there are no trigger or dscratch registers (so no hardware breakpoints or watchpoints), "
+            "no program buffer and no abstract memory access. Memory outside the shared RAM (boot ROM, "
+            "devices) pauses the emulator for each access. Other writes into code that has already run may "
+            "not take effect, as the emulator keeps what it translated.\n\n") +
         Sim::FaultPlan::Help());
     parser.addHelpOption();
     parser.addPositionalArgument(QStringLiteral("elf"),

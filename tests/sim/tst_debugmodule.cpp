@@ -144,8 +144,8 @@ private slots:
         QTest::addColumn<int>("instruction"); // -1: none since reset
         QTest::addColumn<int>("bits");
         QTest::addColumn<quint64>("captured");
-        QTest::newRow("IDCODE selected by reset") << -1 << 32 << quint64(0x1e5a014b);
-        QTest::newRow("IDCODE") << 0x01 << 32 << quint64(0x1e5a014b);
+        QTest::newRow("IDCODE selected by reset") << -1 << 32 << quint64(0x1e5a0f7d);
+        QTest::newRow("IDCODE") << 0x01 << 32 << quint64(0x1e5a0f7d);
         QTest::newRow("dtmcs: version 1, 7 address bits, idle 2") << 0x10 << 32 << quint64(0x2071);
         QTest::newRow("BYPASS passes bits through a cycle late") << 0x1f << 4 << quint64(0xa);
         QTest::newRow("an unknown instruction is BYPASS") << 0x0a << 4 << quint64(0xa);

@@ -1,5 +1,5 @@
-// The real tidewatch-sim as a process: what it refuses to start with, and how it ends on a signal or when
-// its emulator dies, leaving no emulator and no shared RAM behind.
+// The real tidewatch-sim as a process: what it refuses to start with, how it ends on a signal or when
+// its emulator dies, leaving no emulator and no shared RAM behind, and stock openocd on its JTAG port.
 #include "ElfImage.h"
 #include "Row.h"
 #include "RspClient.h"
@@ -7,6 +7,7 @@
 #include "SimChild.h"
 #include "TargetMemoryMap.h"
 
+#include <QRegularExpression>
 #include <QTcpServer>
 #include <QtTest>
 #include <csignal>
@@ -22,6 +23,23 @@ qint64 ChildPid(qint64 pid) {
     file.open(QIODevice::ReadOnly);
     const QList<QByteArray> pids = file.readAll().simplified().split(' ');
     return pids.size() == 1 ? pids[0].toLongLong() : -1;
+}
+
+// A monitor command through openocd's GDB server: its output packets, then the final reply.
+QByteArray Monitor(RspClient& client, const QByteArray& command) {
+    QByteArray reply;
+    if (!client.Command("qRcmd," + command.toHex(), &reply))
+        return "<" + client.LastError().toLatin1() + ">";
+    while (reply.startsWith('O') && reply != "OK" && client.ReadPacket(&reply)) {
+    }
+    return reply;
+}
+
+quint32 Counter(RspClient& client) { // loop_counter of the demo firmware
+    QByteArray reply;
+    return client.Command("m2000003c,4", &reply) && reply.size() == 8
+               ? qFromLittleEndian<quint32>(QByteArray::fromHex(reply).constData())
+               : 0;
 }
 
 bool NoShmFilesOf(qint64 pid) {
@@ -55,6 +73,7 @@ private slots:
         QTest::newRow("emulator path wrong") << "--qemu /nonexistent/qemu | /nonexistent/qemu not found";
         QTest::newRow("unknown fault") << "--fault explode | unknown fault 'explode'";
         QTest::newRow("port taken") << "--port TAKEN | port TAKEN is already in use";
+        QTest::newRow("JTAG port taken") << "--jtag-port TAKEN | port TAKEN is already in use";
     }
     void refusesToStart() {
         QStringList arguments = Row::Fields()[0].split(' ');
@@ -109,6 +128,48 @@ private slots:
         QVERIFY2(!QFileInfo::exists(QString("/proc/%1").arg(qemu)), "the emulator outlived the simulator");
         QVERIFY(NoShmFilesOf(pid));
         QVERIFY2(sim.Output().contains(f[3].toLatin1()), sim.Output().constData());
+    }
+
+    // openocd examines the hart without leaving it halted, reads memory while it runs (two clients at
+    // once), and its reset-halt and resume do what they say.
+    void openocd() {
+        if (QStandardPaths::findExecutable("openocd").isEmpty())
+            QSKIP("openocd is not installed");
+        SimChild sim;
+        QVERIFY2(sim.Start(SimProgram, {"--jtag-port", "0"}), sim.Output().constData());
+        const QRegularExpression jtag("JTAG \\(remote_bitbang\\) on 127\\.0\\.0\\.1:(\\d+)");
+        const QString jtagPort = jtag.match(QString::fromLocal8Bit(sim.Output())).captured(1);
+        QVERIFY2(!jtagPort.isEmpty(), sim.Output().constData());
+        QTcpServer free; // a port nobody uses, in this test's own network namespace
+        QVERIFY(free.listen(QHostAddress::LocalHost));
+        const quint16 gdbPort = free.serverPort();
+        free.close();
+        QProcess openocd;
+        openocd.setProcessChannelMode(QProcess::MergedChannels);
+        openocd.start("openocd", {"-f", TIDEWATCH_OPENOCD_CFG, "-c", "remote_bitbang port " + jtagPort, "-c",
+                                  QString("gdb_port %1").arg(gdbPort), "-c", "telnet_port disabled", "-c",
+                                  "tcl_port disabled"});
+        RspClient gdb, second;
+        QByteArray reply;
+        QTRY_VERIFY_WITH_TIMEOUT(gdb.Connect(gdbPort) || openocd.state() == QProcess::NotRunning, 20000);
+        for (RspClient* client : {&gdb, &second}) { // openocd and gdb greet each other with a '+'
+            QVERIFY(client == &gdb || client->Connect(gdbPort));
+            QVERIFY(client->SendRaw("+") && client->ReadExactly(1, &reply) && reply == "+");
+        }
+        const quint32 first = Counter(gdb);
+        QVERIFY(first > 0);
+        QTRY_VERIFY(Counter(second) > first); // runs after the examination, and both clients read it
+        QVERIFY(gdb.Command("M20000004,2:3930", &reply) && reply == "OK"); // amplitude's low half: 12345
+        QVERIFY(gdb.Command("m20000004,4", &reply) && reply == "39300000");
+        QCOMPARE(Monitor(gdb, "reset halt"), QByteArray("OK"));
+        QVERIFY(gdb.Command("p20", &reply) && reply == "00100000");         // pc at the reset vector
+        QVERIFY(gdb.Command("m20000004,4", &reply) && reply == "e8030000"); // 1000 again after the reset
+        const quint32 halted = Counter(gdb);
+        QCOMPARE(Counter(second), halted);
+        QCOMPARE(Monitor(gdb, "resume"), QByteArray("OK"));
+        QTRY_VERIFY(Counter(gdb) > halted);
+        openocd.terminate();
+        QVERIFY(openocd.waitForFinished(10000));
     }
 };
 
