@@ -287,9 +287,9 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!TaskManage::ServerAnswers(3333), 5000); // its simulator ended with it
     }
 
-    // Once through stock openocd as "openocd (your board)": the simulator's JTAG port is the board, its
-    // config files the example's and one naming the port. The launcher starts openocd and gdb (reset, run);
-    // Start polls; a write lands.
+    // Once through stock openocd as "openocd (your board)", the simulator's JTAG port as the board with a
+    // plain board config (no second connection, halt on attach, no system bus: the launcher adds them). The
+    // launcher starts openocd and gdb (reset, run); Start polls; a write lands.
     void workflowOwnBoard() {
         if (QStandardPaths::findExecutable("qemu-system-riscv32").isEmpty() ||
             QStandardPaths::findExecutable("openocd").isEmpty() || TaskManage::ServerAnswers(3333))
@@ -298,14 +298,23 @@ private slots:
         QVERIFY2(sim.Start(TIDEWATCH_SIM_BIN, {TIDEWATCH_DEMO_ELF, "--jtag-port", "0"}),
                  sim.Output().constData());
         QTemporaryDir dir;
-        QFile port(dir.filePath("port.cfg"));
-        QVERIFY(port.open(QIODevice::WriteOnly));
-        port.write(
-            "remote_bitbang port " +
+        QFile board(dir.filePath("board.cfg"));
+        QVERIFY(board.open(QIODevice::WriteOnly));
+        board.write(
+            "adapter driver remote_bitbang\njtag newtap board cpu -irlen 5\n"
+            "target create board.cpu riscv -chain-position board.cpu\nremote_bitbang port " +
             QRegularExpression("JTAG.* on 127.0.0.1:(\\d+)").match(sim.Output()).captured(1).toLatin1());
-        port.close();
-        SetUpProject(0, "openocd (your board)", TIDEWATCH_OPENOCD_CFG "; " + port.fileName());
+        board.close();
+        CommonCfg::InitStartup(QCoreApplication::applicationDirPath());
+        const qint64 logged = QFileInfo(CommonCfg::LogPath()).size(); // what this run adds to log.txt
+        const auto log = [logged] {
+            QFile file(CommonCfg::LogPath());
+            return file.open(QIODevice::ReadOnly) && file.seek(logged) ? file.readAll() : QByteArray();
+        };
+        SetUpProject(0, "openocd (your board)", board.fileName());
         QVERIFY(!QTest::currentTestFailed());
+        // openocd serves, and gdb has reset the board (openocd finds the chain once more), before Start.
+        QTRY_VERIFY_WITH_TIMEOUT(log().count("JTAG tap") == 2, 20000);
         Click(ToolButton(m_window->StartAction()));
         QTRY_VERIFY_WITH_TIMEOUT(Newest(2) > 0 && Newest(0) == 1000, 20000);
         const double first = Newest(2);
@@ -315,8 +324,8 @@ private slots:
         QTRY_VERIFY(m_window->findChild<SamplingModeLabel*>()->text().startsWith("Polling: "));
         ScreenShot::Save(m_window, "workflow-5-own-board");
         Click(ToolButton(m_window->StopAction()));
-        QFile log(CommonCfg::LogPath());
-        QVERIFY(log.open(QIODevice::ReadOnly) && log.readAll().contains("Listening on port 3333 for gdb"));
+        QVERIFY(
+            log().contains("GDB connection 2 on target board.cpu not halted")); // gdb and Tidewatch at once
         cleanup();
         QTRY_VERIFY_WITH_TIMEOUT(!TaskManage::ServerAnswers(3333), 5000); // openocd ended with the window
     }

@@ -181,7 +181,7 @@ private slots:
     }
 
     // The user's board through a stand-in openocd that prints what openocd would and serves on or ends.
-    // Config file | attach only (then no gdb on the path) | openocd's words | serves | gdb's input | report
+    // Config file | attach only | openocd's words | serves | gdb's input | report
     void launchBoard_data() {
         QTest::addColumn<QString>("config");
         QTest::addColumn<bool>("attachOnly");
@@ -214,8 +214,7 @@ private slots:
         Write("bin/openocd", "#!/bin/sh\nprintf '%s\\n' \"$@\" > %1/server.args\nprintf '" + said +
                                  "' >&2\necho 'Info : later' >&2\n" +
                                  (serves ? "exec /bin/sleep 600" : "exit 1"));
-        if (!attachOnly)
-            Write("bin/riscv32-unknown-elf-gdb", m_gdb);
+        Write("bin/riscv32-unknown-elf-gdb", m_gdb);
         CommonCfg::SetOpenocdProbe(3);
         CommonCfg::SetBoard({"", {At("board.cfg")}, attachOnly});
         TaskManage launcher;
