@@ -14,6 +14,7 @@
 #include "SamplingModeView.h"
 #include "SelectSymbolsDlg.h"
 #include "TableDockWidget.h"
+#include "TaskManage.h"
 #include "TimeBase.h"
 #include "TriggerBar.h"
 #include "TriggerMarks.h"
@@ -367,8 +368,11 @@ void MainWindow::StartSample() {
         vars << *item->varDes;
     if (startSampling(vars) != 0) {
         const int failure = samplingStartFailure();
-        const QString text = failure != 0 ? CommonCfg::ErrorText(failure)
-                                          : tr("Tick at least one variable in the table before starting.");
+        // A server that did not start says why beside the failure text.
+        const QString server = failure != 0 ? TaskManage::ServerFailure() : QString();
+        const QString text = failure != 0
+                                 ? CommonCfg::ErrorText(failure) + (server.isEmpty() ? "" : "\n" + server)
+                                 : tr("Tick at least one variable in the table before starting.");
         // After the rest of the start chain has run, so the stop chain undoes all of it.
         QTimer::singleShot(0, this, [this, text] {
             stopAct->trigger();

@@ -15,9 +15,16 @@ int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
     CommonCfg::InitStartup(QCoreApplication::applicationDirPath());
     QCommandLineOption configOption(QStringLiteral("c"), QString(), QStringLiteral("."));
+    // The user's own board ("openocd-board" as the debug tool of "c").
+    QCommandLineOption openocdOption(QStringLiteral("openocd"), QStringLiteral("openocd program"),
+                                     QStringLiteral("path"));
+    QCommandLineOption boardOption(QStringLiteral("board-config"),
+                                   QStringLiteral("board config file for openocd (repeatable)"),
+                                   QStringLiteral("file"));
     QCommandLineParser parser;
-    parser.addOption(configOption);
+    parser.addOptions({configOption, openocdOption, boardOption});
     parser.process(app);
+    ApplyBoardOptions(parser.value(openocdOption), parser.values(boardOption));
     const QStringList values = parser.values(configOption);
     if (!values.isEmpty()) {
         QString message;

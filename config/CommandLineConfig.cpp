@@ -20,10 +20,12 @@ bool ApplyCommandLineConfig(const QStringList& values, QString* message) {
     record.device = fields[1];
     CommonCfg::SetDevice(fields[1]);
     record.debugTool = fields[2];
-    // The simulated target has a tool name of its own; the J-Link is found by substring.
-    CommonCfg::SetOpenocdProbe(fields[2] == QLatin1String("tidewatch-sim")  ? 2
-                               : fields[2].contains(QLatin1String("jlink")) ? 0
-                                                                            : 1);
+    // The simulated target and the user's own board have tool names of their own; the J-Link is found
+    // by substring.
+    CommonCfg::SetOpenocdProbe(fields[2] == QLatin1String("tidewatch-sim")   ? 2
+                               : fields[2] == QLatin1String("openocd-board") ? 3
+                               : fields[2].contains(QLatin1String("jlink"))  ? 0
+                                                                             : 1);
     record.debugInterface = fields[3];
     CommonCfg::SetJtag(fields[3].compare(QLatin1String("swd"), Qt::CaseInsensitive) == 0 ? 0 : 1);
     record.rate = fields[4];
@@ -33,4 +35,13 @@ bool ApplyCommandLineConfig(const QStringList& values, QString* message) {
     CommonCfg::SetBrowsePath(record.elf);
     CommonCfg::SetRecord(record);
     return true;
+}
+
+void ApplyBoardOptions(const QString& openocd, const QStringList& configs) {
+    BoardSettings board = CommonCfg::Board();
+    if (!openocd.isEmpty())
+        board.openocd = openocd;
+    if (!configs.isEmpty())
+        board.configs = configs;
+    CommonCfg::SetBoard(board);
 }

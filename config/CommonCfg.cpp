@@ -10,6 +10,7 @@ ProjectRecord CommonCfg::s_record;
 QString CommonCfg::s_manufacturer;
 QString CommonCfg::s_device;
 int CommonCfg::s_openocdProbe = 1;
+BoardSettings CommonCfg::s_board;
 int CommonCfg::s_jtag = 0;
 int CommonCfg::s_connectRate = 4000;
 std::atomic<int> CommonCfg::s_interval{20};
@@ -31,6 +32,14 @@ bool CommonCfg::s_autoScroll = false;
 bool CommonCfg::s_xScroll = false;
 QString CommonCfg::s_logPath;
 
+QStringList BoardConfigList(const QString& text) {
+    QStringList configs;
+    for (const QString& config : text.split(QLatin1Char(';')))
+        if (!config.trimmed().isEmpty())
+            configs << config.trimmed();
+    return configs;
+}
+
 QMap<QString, QStringList> CommonCfg::DeviceMap() {
     static const QMap<QString, QStringList> devices{
         {"Corvane", {"7420MQDTVA", "7425MQDTCA", "7425MQDTRA"}},
@@ -39,7 +48,7 @@ QMap<QString, QStringList> CommonCfg::DeviceMap() {
 }
 
 QStringList CommonCfg::DebugTools() {
-    return {"openocd(Brightloom-Trace)", "jlink", "Simulator (tidewatch-sim)"};
+    return {"openocd(Brightloom-Trace)", "jlink", "Simulator (tidewatch-sim)", "openocd (your board)"};
 }
 
 QStringList CommonCfg::DebugInterfaces() {
@@ -47,9 +56,9 @@ QStringList CommonCfg::DebugInterfaces() {
 }
 
 int CommonCfg::DebugToolFlag(int index) {
-    // The openocd probe is flagged 1, the J-Link 0, the simulated target 2.
-    static const int flags[] = {1, 0, 2};
-    return (index < 0 || index >= 3) ? -1 : flags[index];
+    // The openocd probe is flagged 1, the J-Link 0, the simulated target 2, the user's own board 3.
+    static const int flags[] = {1, 0, 2, 3};
+    return (index < 0 || index >= 4) ? -1 : flags[index];
 }
 
 int CommonCfg::DebugInterfaceFlag(int index) {
@@ -155,6 +164,7 @@ void CommonCfg::ResetForTests() {
     s_manufacturer.clear();
     s_device.clear();
     s_openocdProbe = 1;
+    s_board = BoardSettings();
     s_jtag = 0;
     s_connectRate = 4000;
     s_interval.store(20);

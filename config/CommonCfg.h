@@ -24,6 +24,18 @@ struct ProjectRecord {
     QString elf;
 };
 
+// The user's own board behind stock openocd: the openocd program (empty: the one on the search path),
+// the board's config files in the order openocd reads them, and whether Tidewatch only attaches (no
+// reset, no halt, no gdb). Kept in the project file beside the record.
+struct BoardSettings {
+    QString openocd;
+    QStringList configs;
+    bool attachOnly = false;
+};
+
+// Config files as the project dialog's field lists them: separated by ";", blanks around each dropped.
+QStringList BoardConfigList(const QString& text);
+
 // Process-wide configuration store: one set of settings per process, reached through
 // static one-line accessors. Values read by the acquisition worker thread are atomics.
 class CommonCfg {
@@ -36,9 +48,12 @@ public:
     static void SetManufacturer(const QString& v) { s_manufacturer = v; }
     static QString Device() { return s_device; }
     static void SetDevice(const QString& v) { s_device = v; }
-    // Debug tool flag: 1 the openocd probe, 0 the J-Link, 2 the simulated target (tidewatch-sim).
+    // Debug tool flag: 1 the openocd probe, 0 the J-Link, 2 the simulated target (tidewatch-sim), 3 the
+    // user's own board through stock openocd.
     static int IsOpenocdProbe() { return s_openocdProbe; }
     static void SetOpenocdProbe(int v) { s_openocdProbe = v; }
+    static BoardSettings Board() { return s_board; }
+    static void SetBoard(const BoardSettings& board) { s_board = board; }
     static int IsJtag() { return s_jtag; }
     static void SetJtag(int v) { s_jtag = v; }
     static int ConnectRate() { return s_connectRate; }
@@ -155,6 +170,7 @@ private:
     static QString s_manufacturer;
     static QString s_device;
     static int s_openocdProbe;
+    static BoardSettings s_board;
     static int s_jtag;
     static int s_connectRate;
     static std::atomic<int> s_interval;

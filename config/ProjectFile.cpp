@@ -1,5 +1,5 @@
-// The project file: one JSON object with the project record, the frame rate, the time-base step and
-// the rows of the variable table with their settings.
+// The project file: one JSON object with the project record, the frame rate, the time-base step, the
+// sampling mode, the trigger, the user's own board and the rows of the variable table with their settings.
 #include "CommonCfg.h"
 #include "TimeBase.h"
 
@@ -74,6 +74,9 @@ void CommonCfg::SaveProject(const QString& path) {
                            {"ZoomFactor", CurrentStepLabel()},
                            {"samplingMode", SamplingModeName(Mode())},
                            {"trigger", QJsonObject::fromVariantMap(TriggerChoices())},
+                           {"boardOpenocd", Board().openocd},
+                           {"boardConfigs", QJsonArray::fromStringList(Board().configs)},
+                           {"boardAttachOnly", Board().attachOnly},
                            {"VarList", VarListOf(VarTable())}};
     QTextStream out(&file);
     out.setCodec("UTF-8");
@@ -127,6 +130,12 @@ void CommonCfg::LoadProject(const QString& path) {
     ParseSamplingMode(root.value("samplingMode").toString(), mode);
     SetMode(mode);
     SetTriggerChoices(root.value("trigger").toObject().toVariantMap());
+    BoardSettings board;
+    board.openocd = root.value("boardOpenocd").toString();
+    for (const QJsonValue& config : root.value("boardConfigs").toArray())
+        board.configs << config.toString();
+    board.attachOnly = root.value("boardAttachOnly").toBool();
+    SetBoard(board);
     // The rows in "VarList" are the opener's to restore (ReadVarList): the variable table stays as it is.
 }
 

@@ -31,3 +31,17 @@ QString OpenocdBesideProgram(const QString& programDir, QChar separator, const Q
 QStringList JLinkGdbLines();
 // openocd: reset and halt, then run.
 QStringList OpenocdGdbLines();
+
+// Stock openocd on the user's own board: "-f" for each of their config files, then what Tidewatch needs
+// as commands before init: GDB on port 3333, a second GDB connection (gdb and Tidewatch share the
+// server), no halt when a GDB client attaches, and system-bus memory access on RISC-V targets, so that
+// memory reads while the target runs.
+QStringList BoardOpenocdArguments(const QStringList& configs);
+
+// The line (from 1) of the first top-level "init" command in a config file's text; 0 when it has none.
+// Such a config starts the servers before Tidewatch's additions can take effect.
+int ConfigInitLine(const QString& text);
+
+// What openocd's output says about a start that failed: the note that a config called init itself, or
+// openocd's last error line, or its last line.
+QString OpenocdFailureLine(const QByteArray& output);

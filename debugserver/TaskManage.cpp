@@ -21,6 +21,7 @@ const int StartWaitMs = 30000;
 const quint16 ServerPort = 3333;
 
 std::function<void(const QString&)> g_reporter;
+QString g_serverFailure;
 // Every tool this program started, for the clean-up at exit; a launcher deleted earlier took its own.
 QList<QPointer<QProcess>> g_started;
 
@@ -46,7 +47,8 @@ void TaskManage::FindTools() {
 }
 
 void TaskManage::LocateGdb() {
-    if (m_gdbFound || CommonCfg::IsOpenocdProbe() == 2)
+    const int tool = CommonCfg::IsOpenocdProbe();
+    if (m_gdbFound || tool == 2 || (tool == 3 && CommonCfg::Board().attachOnly))
         return;
     m_gdbPath = m_ideGdbPath;
     ErrorBox(!m_gdbPath.isEmpty(), Platform::GdbNames().first() + " not found!!");
@@ -67,8 +69,9 @@ bool TaskManage::ServerAnswers(quint16 port) {
 bool TaskManage::IsRunning() const {
     if (ServerAnswers(ServerPort))
         return true;
+    const QString sim = Platform::ExecutableName("tidewatch-sim");
     for (const QString& image : WatchedImages())
-        if (Platform::IsImageRunning(image))
+        if ((image != sim || CommonCfg::IsOpenocdProbe() != 3) && Platform::IsImageRunning(image))
             return true;
     return false;
 }
@@ -85,12 +88,16 @@ void TaskManage::Refresh() {
 
 void TaskManage::Launch(const QString& openocdPath) {
     Refresh();
+    g_serverFailure.clear();
     switch (CommonCfg::IsOpenocdProbe()) {
     case 1:
         LaunchOpenocd(openocdPath);
         break;
     case 2:
         LaunchSimulator();
+        break;
+    case 3:
+        LaunchBoard();
         break;
     default:
         LaunchJLink();
@@ -124,9 +131,15 @@ void TaskManage::EndDebugProcesses() {
     g_started.clear();
 }
 
-QProcess* TaskManage::Start(const QString& program, const QStringList& arguments) {
+QString TaskManage::ServerFailure() {
+    return g_serverFailure;
+}
+
+QProcess* TaskManage::Start(const QString& program, const QStringList& arguments,
+                            QProcess::ProcessChannelMode channels) {
     QProcess* process = new QProcess(this);
     g_started << process;
+    process->setProcessChannelMode(channels);
     process->start(program, arguments, QIODevice::ReadWrite);
     // Not reported when it does not start: the sampling engine says so when it cannot connect.
     process->waitForStarted(StartWaitMs);
@@ -221,4 +234,64 @@ void TaskManage::LaunchSimulator() {
     if (!output.contains("listening on"))
         ErrorBox(false, tr("tidewatch-sim did not start: %1").arg(QString::fromLocal8Bit(errors).trimmed()));
     Drain(sim);
+}
+
+void TaskManage::LaunchBoard() {
+    const BoardSettings board = CommonCfg::Board();
+    const QString openocd =
+        board.openocd.isEmpty() ? FindOnSearchPath(Platform::ExecutableName("openocd")) : board.openocd;
+    if (openocd.isEmpty() || !QFileInfo(openocd).isFile())
+        return BoardFailure(tr("openocd is not found: name it in the project dialog or add its folder to the "
+                               "search path!"));
+    if (board.configs.isEmpty())
+        return BoardFailure(tr("Name your board's openocd config files in the project dialog!"));
+    // A config that is not a file here may still be one openocd finds in its own script folders.
+    for (const QString& config : board.configs) {
+        QFile file(config);
+        const int line =
+            file.open(QIODevice::ReadOnly) ? ConfigInitLine(QString::fromLocal8Bit(file.readAll())) : 0;
+        if (line != 0)
+            return BoardFailure(
+                tr("%1 calls init on line %2. Board configs must not call init: Tidewatch adds "
+                   "its settings and then calls init itself.")
+                    .arg(config)
+                    .arg(line));
+    }
+    QFile log(CommonCfg::LogPath());
+    if (!log.open(QIODevice::ReadWrite | QIODevice::Append))
+        return;
+    QProcess* server = Start(openocd, BoardOpenocdArguments(board.configs), QProcess::MergedChannels);
+    // openocd serves GDB once it has examined the target, or ends with its reason.
+    const QByteArray listening = "Listening on port 3333 for gdb connections";
+    QByteArray output;
+    const QDeadlineTimer deadline(StartWaitMs);
+    while (!output.contains(listening) && server->waitForReadyRead(deadline.remainingTime()))
+        output += server->readAllStandardOutput();
+    output += server->readAllStandardOutput();
+    AppendLog(log, "openocd info: ", output);
+    // The rest of what it says goes to the log as it comes.
+    const QString logPath = log.fileName();
+    connect(server, &QProcess::readyReadStandardOutput, server, [server, logPath] {
+        QFile more(logPath);
+        const QByteArray text = server->readAllStandardOutput();
+        if (more.open(QIODevice::WriteOnly | QIODevice::Append))
+            more.write(text);
+    });
+    if (!output.contains(listening)) {
+        server->terminate(); // one that never came up is not left holding the probe
+        server->waitForFinished(5000);
+        return BoardFailure("openocd: " + OpenocdFailureLine(output), CommonCfg::ErrorText(2) + "\n");
+    }
+    if (board.attachOnly)
+        return;
+    QProcess* gdb = StartGdb(OpenocdGdbLines());
+    if (gdb != nullptr) {
+        AppendLog(log, "gdb info: ", gdb->readAllStandardOutput());
+        Drain(gdb);
+    }
+}
+
+void TaskManage::BoardFailure(const QString& why, const QString& before) {
+    g_serverFailure = why;
+    ErrorBox(false, before + why);
 }

@@ -3,15 +3,16 @@
 #include "CommandLines.h"
 
 #include <QObject>
+#include <QProcess>
 #include <QString>
 #include <QStringList>
 #include <functional>
 
 class QFile;
-class QProcess;
 
 // Starts the GDB server for the project's debug tool and a gdb client that connects it to the target,
-// resets the target and lets it run. The simulated target (tidewatch-sim) needs no gdb client.
+// resets the target and lets it run. The simulated target (tidewatch-sim) needs no gdb client, nor
+// does the user's own board when Tidewatch only attaches to it.
 // Widget-free: failures go to the reporter, which the program points at its error box.
 class TaskManage : public QObject {
     Q_OBJECT
@@ -23,7 +24,8 @@ public:
     // Falls back to the IDE's gdb when none is on the search path, and reports when there is none
     // at all (not needed for the simulated target).
     void LocateGdb();
-    // True when a GDB server answers on 127.0.0.1:3333 or a debug server or gdb of this user runs.
+    // True when a GDB server answers on 127.0.0.1:3333 or a debug server or gdb of this user runs (for
+    // the user's own board a running tidewatch-sim is the board, not a server).
     bool IsRunning() const;
     // Device, interface and speed from the project configuration.
     void Refresh();
@@ -44,13 +46,20 @@ public:
     static void SetReporter(std::function<void(const QString&)> reporter);
     // Ends the debug server and gdb at exit (see Platform::EndDebugProcesses).
     static void EndDebugProcesses();
+    // Why the server for the user's board did not start at the last launch (openocd's last error line,
+    // or what Tidewatch found first); empty after a good start.
+    static QString ServerFailure();
 
 private:
     void LaunchJLink();
     void LaunchOpenocd(const QString& openocdPath);
     void LaunchSimulator();
+    void LaunchBoard();
+    // Reports the text before and the reason, kept as the server's failure.
+    void BoardFailure(const QString& why, const QString& before = QString());
     // Starts one of the tools, kept until exit and listed for the clean-up.
-    QProcess* Start(const QString& program, const QStringList& arguments);
+    QProcess* Start(const QString& program, const QStringList& arguments,
+                    QProcess::ProcessChannelMode channels = QProcess::SeparateChannels);
     QProcess* StartGdb(const QStringList& lines);
     // Stops keeping the output of a tool that runs on unwatched.
     static void Drain(QProcess* process);

@@ -7,11 +7,13 @@
 #include "SymbolLoader.h"
 #include "TaskManage.h"
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QCoreApplication>
 #include <QDialogButtonBox>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QGroupBox>
 #include <QIntValidator>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -36,6 +38,10 @@ ProjectDialog::ProjectDialog(QWidget* parent) : QDialog(parent) {
     connect(m_ui.openPushButton, &QPushButton::clicked, this, &ProjectDialog::open);
     connect(m_ui.buttonBox, &QDialogButtonBox::accepted, this, &ProjectDialog::accept);
     connect(m_ui.buttonBox, &QDialogButtonBox::rejected, this, &ProjectDialog::reject);
+    connect(m_ui.dbgToolCBox, QOverload<int>::of(&QComboBox::currentIndexChanged), this,
+            &ProjectDialog::ShowToolSettings);
+    connect(m_ui.openocdPushButton, &QPushButton::clicked, this, &ProjectDialog::ChooseOpenocd);
+    connect(m_ui.boardConfigPushButton, &QPushButton::clicked, this, &ProjectDialog::AddBoardConfigs);
 
     // The launcher's failures reach the user in the error box.
     TaskManage::SetReporter([](const QString& message) { ShowErrorBox(message); });
@@ -44,6 +50,34 @@ ProjectDialog::ProjectDialog(QWidget* parent) : QDialog(parent) {
         SetUpOptions();
     else
         SetUpNewConfig();
+    ShowBoard(CommonCfg::Board());
+    ShowToolSettings();
+}
+
+void ProjectDialog::ShowBoard(const BoardSettings& board) {
+    m_ui.openocdEdit->setText(board.openocd);
+    m_ui.boardConfigEdit->setText(board.configs.join("; "));
+    m_ui.attachOnlyCheckBox->setChecked(board.attachOnly);
+}
+
+void ProjectDialog::ShowToolSettings() {
+    const int tool = CommonCfg::DebugToolFlag(m_ui.dbgToolCBox->currentIndex());
+    m_ui.targetGroupBox->setEnabled(tool == 0 || tool == 1);
+    m_ui.ShowBoard(this, tool == 3);
+}
+
+void ProjectDialog::ChooseOpenocd() {
+    const QString file =
+        QFileDialog::getOpenFileName(this, tr("Select the openocd program"), m_ui.openocdEdit->text());
+    if (!file.isEmpty())
+        m_ui.openocdEdit->setText(file);
+}
+
+void ProjectDialog::AddBoardConfigs() {
+    const QStringList files = QFileDialog::getOpenFileNames(this, tr("Select board config files"), QString(),
+                                                            tr("openocd config(*.cfg *.tcl);;All files(*)"));
+    QStringList configs = BoardConfigList(m_ui.boardConfigEdit->text());
+    m_ui.boardConfigEdit->setText((configs << files).join("; "));
 }
 
 void ProjectDialog::SetUpNewConfig() {
@@ -154,6 +188,8 @@ bool ProjectDialog::Apply() {
     CommonCfg::SetOpenocdProbe(CommonCfg::DebugToolFlag(m_ui.dbgToolCBox->currentIndex()));
     CommonCfg::SetJtag(m_ui.target->currentIndex() != 0 ? 1 : 0);
     CommonCfg::SetRateIndex(m_ui.m_connectRate->currentIndex());
+    CommonCfg::SetBoard({m_ui.openocdEdit->text().trimmed(), BoardConfigList(m_ui.boardConfigEdit->text()),
+                         m_ui.attachOnlyCheckBox->isChecked()});
     CommonCfg::SetRecord({m_ui.manufactorCBox->currentText(), m_ui.deviceCBox->currentText(),
                           m_ui.dbgToolCBox->currentText(), m_ui.target->currentText(),
                           m_ui.m_connectRate->currentText(), m_ui.sampleInterval->text(),

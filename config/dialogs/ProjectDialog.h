@@ -1,12 +1,14 @@
 #pragma once
 
+#include "CommonCfg.h"
 #include "ProjectDialogForm.h"
 
 #include <QDialog>
 #include <QString>
 
 // Where the user sets up a project: target device, debug tool, interface and probe speed, sampling
-// interval (or rate) and the firmware's ELF file. "New Config" starts from the autosave file,
+// interval (or rate) and the firmware's ELF file; for the user's own board, their openocd and its config
+// files. "New Config" starts from the autosave file,
 // "Options" from the current settings (CommonCfg's Options-mode flag chooses, once, at construction).
 // OK stores the choices, runs the symbol extractor and has the debug server started.
 class ProjectDialog : public QDialog {
@@ -36,10 +38,15 @@ public slots:
     // The ELF chooser.
     void open() override;
     void accept() override;
+    // The board's group for the user's own board, the interface and speed for the probes that use them.
+    void ShowToolSettings();
+    void ChooseOpenocd();
+    void AddBoardConfigs();
 
 private:
     void SetUpNewConfig();
     void SetUpOptions();
+    void ShowBoard(const BoardSettings& board);
 
     ProjectDialogForm m_ui;
     const qint32 m_usPerSecond = 1000000;

@@ -2,6 +2,7 @@
 
 #include "CommonCfg.h"
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QCoreApplication>
 #include <QDialog>
@@ -41,11 +42,14 @@ QLabel* Label(QWidget* parent, const char* name, const char* text, const QRect& 
     return label;
 }
 
+const int kHeight = 317;
+const int kBoardHeight = 126; // what the board's group adds
+
 } // namespace
 
 void ProjectDialogForm::Setup(QDialog* dialog) {
     dialog->setObjectName(QStringLiteral("ProjectDialog"));
-    dialog->setFixedSize(529, 317);
+    dialog->setFixedSize(529, kHeight);
     dialog->setWindowTitle(Tr("Dialog"));
 
     targetDevGroupBox = Group(dialog, "targetDevGroupBox", "target device", QRect(10, 10, 250, 110));
@@ -88,11 +92,42 @@ void ProjectDialogForm::Setup(QDialog* dialog) {
     openPushButton->setText(Tr("Open"));
     openPushButton->setAccessibleName(Tr("Open an elf file"));
 
+    boardGroupBox = Group(dialog, "boardGroupBox", "openocd (your board)", QRect(10, 260, 509, 118));
+    openocdEdit = Make<QLineEdit>(boardGroupBox, "openocdEdit", QRect(110, 22, 300, 26));
+    openocdLabel = Label(boardGroupBox, "openocdLabel", "Program", QRect(10, 22, 96, 26), openocdEdit);
+    openocdEdit->setAccessibleName(Tr("openocd program"));
+    openocdEdit->setPlaceholderText(Tr("openocd on the search path"));
+    openocdPushButton = Make<QPushButton>(boardGroupBox, "openocdPushButton", QRect(420, 22, 79, 26));
+    openocdPushButton->setText(Tr("Browse"));
+    openocdPushButton->setAccessibleName(Tr("Choose the openocd program"));
+    boardConfigEdit = Make<QLineEdit>(boardGroupBox, "boardConfigEdit", QRect(110, 54, 300, 26));
+    boardConfigLabel =
+        Label(boardGroupBox, "boardConfigLabel", "Config files", QRect(10, 54, 96, 26), boardConfigEdit);
+    boardConfigEdit->setAccessibleName(Tr("Board config files, separated by ;"));
+    boardConfigEdit->setPlaceholderText(Tr("board.cfg; more.cfg"));
+    boardConfigPushButton = Make<QPushButton>(boardGroupBox, "boardConfigPushButton", QRect(420, 54, 79, 26));
+    boardConfigPushButton->setText(Tr("Add"));
+    boardConfigPushButton->setAccessibleName(Tr("Add board config files"));
+    attachOnlyCheckBox = Make<QCheckBox>(boardGroupBox, "attachOnlyCheckBox", QRect(10, 86, 250, 26));
+    attachOnlyCheckBox->setText(Tr("Attach only (no reset, halt or gdb)"));
+    initNoteLabel = Label(boardGroupBox, "initNoteLabel", "Config files must not call init.",
+                          QRect(270, 86, 229, 26), nullptr);
+    boardGroupBox->hide();
+
     buttonBox = Make<QDialogButtonBox>(dialog, "buttonBox", QRect(10, 270, 509, 32));
     buttonBox->setStandardButtons(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
 
-    QWidget* order[] = {manufactorCBox, deviceCBox, dbgToolCBox, target,         m_connectRate,
-                        sampleInterval, sampleFreq, fileEdit,    openPushButton, buttonBox};
+    QWidget* order[] = {manufactorCBox,        deviceCBox,         dbgToolCBox,       target,
+                        m_connectRate,         sampleInterval,     sampleFreq,        fileEdit,
+                        openPushButton,        openocdEdit,        openocdPushButton, boardConfigEdit,
+                        boardConfigPushButton, attachOnlyCheckBox, buttonBox};
     for (std::size_t i = 1; i < sizeof order / sizeof order[0]; ++i)
         QWidget::setTabOrder(order[i - 1], order[i]);
+}
+
+void ProjectDialogForm::ShowBoard(QDialog* dialog, bool show) {
+    const int extra = show ? kBoardHeight : 0;
+    boardGroupBox->setVisible(show);
+    buttonBox->move(buttonBox->x(), 270 + extra);
+    dialog->setFixedSize(529, kHeight + extra);
 }

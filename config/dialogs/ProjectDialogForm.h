@@ -1,5 +1,6 @@
 #pragma once
 
+class QCheckBox;
 class QComboBox;
 class QDialog;
 class QDialogButtonBox;
@@ -30,9 +31,21 @@ struct ProjectDialogForm {
     QGroupBox* elfFileGroupBox = nullptr;
     QLineEdit* fileEdit = nullptr;
     QPushButton* openPushButton = nullptr;
+    // The user's own board, shown only for that debug tool.
+    QGroupBox* boardGroupBox = nullptr;
+    QLabel* openocdLabel = nullptr;
+    QLineEdit* openocdEdit = nullptr;
+    QPushButton* openocdPushButton = nullptr;
+    QLabel* boardConfigLabel = nullptr;
+    QLineEdit* boardConfigEdit = nullptr; // files separated by ";"
+    QPushButton* boardConfigPushButton = nullptr;
+    QCheckBox* attachOnlyCheckBox = nullptr;
+    QLabel* initNoteLabel = nullptr;
     QDialogButtonBox* buttonBox = nullptr;
 
     // Makes the widgets on the dialog, with their texts, the debug tool and interface items, and a
     // tab order through every control.
     void Setup(QDialog* dialog);
+    // Shows the board's group below the ELF file, the dialog grown to hold it, or hides it.
+    void ShowBoard(QDialog* dialog, bool show);
 };

@@ -1,5 +1,6 @@
 // The whole workflow in real windows by input events, against the simulator the launcher starts: project
-// dialog, extractor, selection, Start, curves and values, a write, Stop, scroll, files, Stop/Start, exit.
+// dialog, extractor, selection, Start, curves and values, a write, Stop, scroll, files, Stop/Start, exit;
+// and once through stock openocd as the own-board tool.
 #include "ChartWidget.h"
 #include "CommandLineConfig.h"
 #include "CommonCfg.h"
@@ -13,6 +14,7 @@
 #include "SamplingModeView.h"
 #include "ScreenShot.h"
 #include "SelectSymbolsDlg.h"
+#include "SimChild.h"
 #include "TableDockWidget.h"
 #include "TaskManage.h"
 #include "TriggerBar.h"
@@ -119,6 +121,72 @@ class MainWindowTest : public QObject {
         return table->GetTableWidget()->item(table->LineItems().indexOf(Item(name)), table->Column(title));
     }
 
+    // The main window with the project dialog at start: the debug tool chosen by the keyboard (keysUp from
+    // the last one), the ELF file, the interval and any board config files typed, OK pressed, and the watched
+    // variables ticked in the selection dialog that comes up inside OK.
+    void SetUpProject(int keysUp, const QString& toolName, const QString& configs) {
+        CommonCfg::ResetForTests();
+        CommonCfg::InitStartup(QCoreApplication::applicationDirPath());
+        QFile::remove(CommonCfg::AutosavePath());
+        QFile::remove("elf.json"); // the extractor's list must not land in the working folder
+        m_window = new MainWindow;
+        m_window->show();
+        if (qEnvironmentVariableIsSet("TIDEWATCH_SANITIZED")) // the software-drawn curves cost a sanitized
+            m_window->FpsBox()->setCurrentText("2");          // build most of its time: two a second
+        PopDialog pop(m_window);                              // opens the project dialog, as at start
+        ProjectDialog* project = m_window->GetProjectDialog();
+        QVERIFY(QTest::qWaitForWindowExposed(project));
+        auto* tool = project->findChild<QComboBox*>("dbgToolCBox");
+        tool->setFocus();
+        QTest::keyClick(tool, Qt::Key_End);
+        for (int i = 0; i < keysUp; ++i)
+            QTest::keyClick(tool, Qt::Key_Up);
+        QCOMPARE(tool->currentText(), toolName);
+        for (const auto& [name, text] : {std::pair{"fileEdit", QString(TIDEWATCH_DEMO_ELF)},
+                                         {"sampleInterval", "1000"},
+                                         {"boardConfigEdit", configs}}) {
+            auto* edit = project->findChild<QLineEdit*>(name);
+            edit->selectAll();
+            QTest::keyClicks(edit, text);
+        }
+        // OK is pressed again on every tick until the selection dialog has gone, so a slow machine cannot
+        // lose it.
+        QTimer ticker;
+        bool ticked = false;
+        connect(&ticker, &QTimer::timeout, [this, &ticked] {
+            SelectSymbolsDlg* symbols = m_window->SymbolsDialog();
+            if (!symbols->isVisible() || !QTest::qWaitForWindowExposed(symbols))
+                return;
+            // By keyboard: down the tree, Space on each watched variable.
+            symbols->Tree()->setFocus();
+            for (QTreeWidgetItemIterator it(symbols->Tree()); !ticked && *it != nullptr; ++it) {
+                QTest::keyClick(symbols->Tree(),
+                                *it == symbols->Tree()->topLevelItem(0) ? Qt::Key_Home : Qt::Key_Down);
+                QCOMPARE(symbols->Tree()->currentItem(), *it);
+                if (kWatched.contains((*it)->text(0)))
+                    QTest::keyClick(symbols->Tree(), Qt::Key_Space);
+            }
+            if (!ticked)
+                ScreenShot::Save(symbols, "workflow-1-symbols");
+            ticked = true;
+            Click(symbols->ButtonBox()->button(QDialogButtonBox::Ok));
+        });
+        ticker.start(50);
+        Click(project->findChild<QDialogButtonBox*>("buttonBox")->button(QDialogButtonBox::Ok));
+        ticker.stop();
+        QCOMPARE(m_window->Table()->LineItems().size(), kWatched.size());
+    }
+    // Types the value into amplitude's value cell (Return is the caller's).
+    ValueLineEdit* TypeAmplitude(const QString& value) {
+        ValueLineEdit* amplitude = Item("amplitude")->valueEdit;
+        m_window->activateWindow(); // a click gives focus in the active window only
+        (void)QTest::qWaitForWindowActive(m_window);
+        Click(amplitude);
+        amplitude->selectAll();
+        QTest::keyClicks(amplitude, value);
+        return amplitude;
+    }
+
 private slots:
     // File dialogs as widgets the test can answer, whatever platform theme the machine has.
     void initTestCase() { QApplication::setAttribute(Qt::AA_DontUseNativeDialogs); }
@@ -136,6 +204,7 @@ private slots:
             << "Corvane X my-jlink SWD 12x /a.elf | Pellonar X 0 0 0 /a.elf";
         QTest::newRow("openocd, JTAG") << "corvane X openocd jtag 1000 /a.elf | Corvane X 1 1 1000 /a.elf";
         QTest::newRow("simulator") << "corvane X tidewatch-sim swd 4000 /a.elf | Corvane X 2 0 4000 /a.elf";
+        QTest::newRow("own board") << "corvane X openocd-board swd 4000 /a.elf | Corvane X 3 0 4000 /a.elf";
         QTest::newRow("empty field kept") << "corvane  jlink swd 4000 /a.elf | Corvane  0 0 4000 /a.elf";
         QTest::newRow("five fields refused") << "corvane X jlink swd 4000 | -";
     }
@@ -163,56 +232,10 @@ private slots:
         if (QStandardPaths::findExecutable("qemu-system-riscv32").isEmpty() ||
             TaskManage::ServerAnswers(3333))
             QSKIP("needs qemu-system-riscv32 and a free port 3333");
-        CommonCfg::ResetForTests();
-        CommonCfg::InitStartup(QCoreApplication::applicationDirPath());
-        QFile::remove(CommonCfg::AutosavePath());
-        QFile::remove("elf.json"); // the extractor's list must not land in the working folder
-        QTemporaryDir dir;
-        m_window = new MainWindow;
-        m_window->show();
         const bool sanitized = qEnvironmentVariableIsSet("TIDEWATCH_SANITIZED");
-        if (sanitized) // the software-drawn curves cost a sanitized build most of its time: two a second
-            m_window->FpsBox()->setCurrentText("2");
-        PopDialog pop(m_window); // opens the project dialog, as at start
-        ProjectDialog* project = m_window->GetProjectDialog();
-        QVERIFY(QTest::qWaitForWindowExposed(project));
-        auto* tool = project->findChild<QComboBox*>("dbgToolCBox");
-        tool->setFocus();
-        QTest::keyClick(tool, Qt::Key_End); // the simulator is the last tool
-        QCOMPARE(tool->currentText(), QString("Simulator (tidewatch-sim)"));
-        for (const auto& [name, text] :
-             {std::pair{"fileEdit", TIDEWATCH_DEMO_ELF}, {"sampleInterval", "1000"}}) {
-            auto* edit = project->findChild<QLineEdit*>(name);
-            edit->selectAll();
-            QTest::keyClicks(edit, text);
-        }
-        // The selection dialog comes up inside OK: tick the watched variables there and press its OK.
-        // OK is pressed again on every tick until the dialog has gone, so a slow machine cannot lose it.
-        QTimer ticker;
-        bool ticked = false;
-        connect(&ticker, &QTimer::timeout, [this, &ticked] {
-            SelectSymbolsDlg* symbols = m_window->SymbolsDialog();
-            if (!symbols->isVisible() || !QTest::qWaitForWindowExposed(symbols))
-                return;
-            // By keyboard: down the tree, Space on each watched variable.
-            symbols->Tree()->setFocus();
-            for (QTreeWidgetItemIterator it(symbols->Tree()); !ticked && *it != nullptr; ++it) {
-                QTest::keyClick(symbols->Tree(),
-                                *it == symbols->Tree()->topLevelItem(0) ? Qt::Key_Home : Qt::Key_Down);
-                QCOMPARE(symbols->Tree()->currentItem(), *it);
-                if (kWatched.contains((*it)->text(0)))
-                    QTest::keyClick(symbols->Tree(), Qt::Key_Space);
-            }
-            if (!ticked)
-                ScreenShot::Save(symbols, "workflow-1-symbols");
-            ticked = true;
-            Click(symbols->ButtonBox()->button(QDialogButtonBox::Ok));
-        });
-        ticker.start(50);
-        Click(project->findChild<QDialogButtonBox*>("buttonBox")->button(QDialogButtonBox::Ok));
-        ticker.stop();
-        QCOMPARE(m_window->Table()->LineItems().size(), kWatched.size());
-
+        QTemporaryDir dir;
+        SetUpProject(1, "Simulator (tidewatch-sim)", ""); // the simulator is the last tool but one
+        QVERIFY(!QTest::currentTestFailed());
         Click(ToolButton(m_window->StartAction()));
         QTRY_VERIFY_WITH_TIMEOUT(Newest("loop_counter") > 0 && Newest("amplitude") == 1000, 20000);
         QTRY_VERIFY_WITH_TIMEOUT(!Item("amplitude")->valueEdit->text().isEmpty() &&
@@ -309,13 +332,8 @@ private slots:
         Item("loop_counter")->showChkBox->click();
         Click(ToolButton(m_window->StartAction()));
         // Mid-edit: the picture shows every row's colour as a curve and only the edited cell framed in blue.
-        ValueLineEdit* amplitude = Item("amplitude")->valueEdit;
-        m_window->activateWindow(); // a click gives focus in the active window only
-        QVERIFY(QTest::qWaitForWindowActive(m_window));
-        Click(amplitude);
+        ValueLineEdit* amplitude = TypeAmplitude("2500");
         QVERIFY(amplitude->hasFocus());
-        amplitude->selectAll();
-        QTest::keyClicks(amplitude, "2500");
         const QImage live = ScreenShot::Save(m_window, "workflow-2-live");
         // Each row's swatch in its colour, the last row's curve on top of the others in its colour too.
         for (const VarTableWidget::LineItem* row : m_window->Table()->LineItems()) {
@@ -536,6 +554,49 @@ private slots:
         QTest::keyClick(m_window, Qt::Key_Q, Qt::ControlModifier); // File > Exit
         QVERIFY(!m_window->isVisible() && !QFile::exists("elf.json"));
         cleanup();
+    }
+
+    // Once through stock openocd as "openocd (your board)", the simulator's JTAG port as the board with a
+    // plain board config (no second connection, halt on attach, no system bus: the launcher adds them). The
+    // launcher starts openocd and gdb (reset, run); Start polls; a write lands.
+    void workflowOwnBoard() {
+        if (QStandardPaths::findExecutable("qemu-system-riscv32").isEmpty() ||
+            QStandardPaths::findExecutable("openocd").isEmpty() || TaskManage::ServerAnswers(3333))
+            QSKIP("needs qemu-system-riscv32, openocd and a free port 3333");
+        Sim::SimChild sim;
+        QVERIFY2(sim.Start(TIDEWATCH_SIM_BIN, {TIDEWATCH_DEMO_ELF, "--jtag-port", "0"}),
+                 sim.Output().constData());
+        QTemporaryDir dir;
+        QFile board(dir.filePath("board.cfg"));
+        QVERIFY(board.open(QIODevice::WriteOnly));
+        board.write(
+            "adapter driver remote_bitbang\njtag newtap board cpu -irlen 5\n"
+            "target create board.cpu riscv -chain-position board.cpu\nremote_bitbang port " +
+            QRegularExpression("JTAG.* on 127.0.0.1:(\\d+)").match(sim.Output()).captured(1).toLatin1());
+        board.close();
+        CommonCfg::InitStartup(QCoreApplication::applicationDirPath());
+        const qint64 logged = QFileInfo(CommonCfg::LogPath()).size(); // what this run adds to log.txt
+        const auto log = [logged] {
+            QFile file(CommonCfg::LogPath());
+            return file.open(QIODevice::ReadOnly) && file.seek(logged) ? file.readAll() : QByteArray();
+        };
+        SetUpProject(0, "openocd (your board)", board.fileName());
+        QVERIFY(!QTest::currentTestFailed());
+        // openocd serves, and gdb has reset the board (openocd finds the chain once more), before Start.
+        QTRY_VERIFY_WITH_TIMEOUT(log().count("JTAG tap") == 2, 20000);
+        Click(ToolButton(m_window->StartAction()));
+        QTRY_VERIFY_WITH_TIMEOUT(Newest(2) > 0 && Newest(0) == 1000, 20000);
+        const double first = Newest(2);
+        QTRY_VERIFY_WITH_TIMEOUT(Newest(2) > first + 100, 10000); // the counter rises
+        QTest::keyClick(TypeAmplitude("2500"), Qt::Key_Return);
+        QTRY_COMPARE_WITH_TIMEOUT(Newest(0), 2500.0, 10000);
+        QTRY_VERIFY(m_window->findChild<SamplingModeLabel*>()->text().startsWith("Polling: "));
+        ScreenShot::Save(m_window, "workflow-5-own-board");
+        Click(ToolButton(m_window->StopAction()));
+        QVERIFY(
+            log().contains("GDB connection 2 on target board.cpu not halted")); // gdb and Tidewatch at once
+        cleanup();
+        QTRY_VERIFY_WITH_TIMEOUT(!TaskManage::ServerAnswers(3333), 5000); // openocd ended with the window
     }
 };
 

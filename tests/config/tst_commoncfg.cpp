@@ -45,7 +45,8 @@ private slots:
         QTest::newRow("models of a maker in another case") << "devices corvane | 0";
         QTest::newRow("openocd probe") << "tool 0 | 1";
         QTest::newRow("simulator") << "tool 2 | 2";
-        QTest::newRow("tool past the end") << "tool 3 | -1";
+        QTest::newRow("own board") << "tool 3 | 3";
+        QTest::newRow("tool past the end") << "tool 4 | -1";
         QTest::newRow("negative tool") << "tool -1 | -1";
         QTest::newRow("JTAG") << "interface 1 | 1";
         QTest::newRow("interface past the end") << "interface 2 | -1";
@@ -158,6 +159,7 @@ private slots:
         CommonCfg::SetMode(SamplingMode::Poll);
         const QVariantMap trigger{{"mode", "Single"}, {"source", "b"}, {"level", -2.5}, {"position", 25}};
         CommonCfg::SetTriggerChoices(trigger);
+        CommonCfg::SetBoard({"/o/openocd", {"board.cfg", "/a b/c.cfg"}, true});
         QObject table;
         table.setProperty("projectRows", QVariantList{QVariantMap{{"rgb", QVariant::fromValue(0xff00ff00u)}},
                                                       QVariantMap{{"name", "b"}, {"rgb", "blue"}}});
@@ -182,6 +184,9 @@ private slots:
             QString("40 100 -1"));
         QCOMPARE(SamplingModeName(CommonCfg::Mode()), QString("poll"));
         QCOMPARE(CommonCfg::TriggerChoices(), trigger);
+        const BoardSettings board = CommonCfg::Board();
+        QCOMPARE(QStringList{board.openocd} + board.configs << QString::number(board.attachOnly),
+                 (QStringList{"/o/openocd", "board.cfg", "/a b/c.cfg", "1"}));
     }
 
     // zoom index | step in microseconds | label

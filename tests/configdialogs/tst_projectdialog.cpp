@@ -82,7 +82,7 @@ private slots:
         for (const QWidget* w : d.findChildren<QWidget*>())
             if (w->focusPolicy() & Qt::TabFocus)
                 names << w->accessibleName() + w->property("text").toString();
-        QCOMPARE(names.size(), 11);
+        QCOMPARE(names.size(), 16);
         QVERIFY(!names.contains(""));
         d.UpdateDeviceList("corvane"); // names compare in their letter case
         const int lower = d.findChild<QComboBox*>("deviceCBox")->count();
@@ -139,6 +139,52 @@ private slots:
         QCOMPARE(QString::asprintf("%d,%s,%d,%d", d.isVisible(), qPrintable(CommonCfg::Record().interval),
                                    CommonCfg::Interval(), int(loaded.count())),
                  f[3]);
+    }
+
+    // Tool chosen by the keyboard (the own board's settings stored before) | config files typed | dialog
+    // height then | interface and speed usable | config files kept on OK
+    void boardTool_data() {
+        QTest::addColumn<int>("tool");
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<int>("height");
+        QTest::addColumn<bool>("interface");
+        QTest::addColumn<QStringList>("configs");
+        QTest::newRow("own board") << 3 << " a.cfg ; ;/b c/d.cfg;" << 443 << false
+                                   << QStringList{"a.cfg", "/b c/d.cfg"};
+        QTest::newRow("simulator") << 2 << "\b" << 317 << false << QStringList();
+        QTest::newRow("openocd probe") << 0 << "x.cfg" << 317 << true << QStringList{"x.cfg"};
+    }
+    void boardTool() {
+        QFETCH(int, tool);
+        QFETCH(QString, typed);
+        QFETCH(int, height);
+        QFETCH(bool, interface);
+        QFETCH(QStringList, configs);
+        QDir::setCurrent(m_dir.path());
+        CommonCfg::SetOptionsMode(true);
+        CommonCfg::SetOpenocdProbe(3);
+        CommonCfg::SetBoard({"/o/openocd", {"old.cfg", "b.cfg"}, true});
+        ProjectDialog d;
+        d.show();
+        QCOMPARE(Text(d, "openocdEdit") + " | " + Text(d, "boardConfigEdit"),
+                 QString("/o/openocd | old.cfg; b.cfg"));
+        auto* tools = d.findChild<QComboBox*>("dbgToolCBox");
+        tools->setFocus();
+        QTest::keyClick(tools, Qt::Key_Home);
+        for (int i = 0; i < tool; ++i)
+            QTest::keyClick(tools, Qt::Key_Down);
+        auto* field = d.findChild<QLineEdit*>("boardConfigEdit");
+        field->selectAll();
+        QTest::keyClicks(field, typed);
+        QTest::keyClick(d.findChild<QCheckBox*>("attachOnlyCheckBox"), Qt::Key_Space);
+        if (tool == 3)
+            ScreenShot::Save(&d, "projectdialog-board");
+        QCOMPARE(d.height(), height);
+        QCOMPARE(d.findChild<QGroupBox*>("targetGroupBox")->isEnabled(), interface);
+        d.findChild<QLineEdit*>("fileEdit")->setText(__FILE__); // stored, then the extractor refuses it
+        d.accept();
+        QCOMPARE(CommonCfg::Board().configs, configs);
+        QVERIFY(!CommonCfg::Board().attachOnly);
     }
 
     void popDialog() {

@@ -9,6 +9,12 @@
 #include <QtNetwork>
 #include <QtTest>
 
+namespace {
+const QString kServerFail =
+    "Setup GDBserver Fail! Please check the connection between the debugger and the PC ,"
+    "and then restart Tidewatch!";
+}
+
 class TaskManageTest : public QObject {
     Q_OBJECT
     QScopedPointer<QTemporaryDir> m_dir;
@@ -134,6 +140,104 @@ private slots:
         QCOMPARE(bystander.state(), QProcess::Running);
         bystander.kill();
         bystander.waitForFinished();
+    }
+
+    // A config file's text | line of its top-level init (0: none)
+    void configInit_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("line");
+        QTest::newRow("top level") << "adapter speed 1000\n  init  \nreset" << 2;
+        QTest::newRow("after a semicolon") << "transport select jtag; init" << 1;
+        QTest::newRow("after a procedure") << "proc go {} {\n  init\n}\ninit" << 4;
+        QTest::newRow("inside a procedure only") << "proc go {} {\n  init\n}" << 0;
+        QTest::newRow("comment, other commands") << "# init\ninit_reset\nreset init" << 0;
+    }
+    void configInit() {
+        QFETCH(QString, text);
+        QFETCH(int, line);
+        QCOMPARE(ConfigInitLine(text), line);
+    }
+
+    // What openocd printed before it ended | what the user is told
+    void failureLine_data() {
+        QTest::addColumn<QByteArray>("output");
+        QTest::addColumn<QString>("line");
+        QTest::newRow("no probe") << QByteArray(
+                                         "Info : x\nError: unable to find a matching CMSIS-DAP device\n\n")
+                                  << "Error: unable to find a matching CMSIS-DAP device";
+        QTest::newRow("bad config")
+            << QByteArray("d.cfg:1: Error: invalid command name \"foo\"\nin procedure 'script' \n")
+            << "d.cfg:1: Error: invalid command name \"foo\"";
+        QTest::newRow("init in a sourced config")
+            << QByteArray("-gdb-max-connections must be configured before 'init'\nError: Unsupported DTM "
+                          "version: 15\n")
+            << "A board config calls init itself; remove it, Tidewatch calls init after its own settings.";
+        QTest::newRow("no error line") << QByteArray("Info : a\r\nKilled\r\n") << "Killed";
+    }
+    void failureLine() {
+        QFETCH(QByteArray, output);
+        QFETCH(QString, line);
+        QCOMPARE(OpenocdFailureLine(output), line);
+    }
+
+    // The user's board through a stand-in openocd that prints what openocd would and serves on or ends.
+    // Config file | attach only | openocd's words | serves | gdb's input | report
+    void launchBoard_data() {
+        QTest::addColumn<QString>("config");
+        QTest::addColumn<bool>("attachOnly");
+        QTest::addColumn<QString>("said");
+        QTest::addColumn<bool>("serves");
+        QTest::addColumn<QString>("gdbInput");
+        QTest::addColumn<QString>("report");
+        const QString listening = "Info : Listening on port 3333 for gdb connections\n";
+        QTest::newRow("reset and run") << "adapter speed 1000" << false << listening << true
+                                       << "target remote localhost:3333\r\nmonitor reset halt\r\ncontinue\r\n"
+                                       << "";
+        QTest::newRow("attach only") << "" << true << listening << true << ""
+                                     << "";
+        QTest::newRow("no probe") << "" << false << "Error: unable to find a matching CMSIS-DAP device\n"
+                                  << false << ""
+                                  << "openocd: Error: unable to find a matching CMSIS-DAP device";
+        QTest::newRow("config calls init")
+            << "source other.cfg\ninit" << false << listening << true << ""
+            << "%1/board.cfg calls init on line 2. Board configs must not call "
+               "init: Tidewatch adds its settings and then calls init itself.";
+    }
+    void launchBoard() {
+        QFETCH(QString, config);
+        QFETCH(bool, attachOnly);
+        QFETCH(QString, said);
+        QFETCH(bool, serves);
+        QFETCH(QString, gdbInput);
+        QFETCH(QString, report);
+        Write("board.cfg", config);
+        Write("bin/openocd", "#!/bin/sh\nprintf '%s\\n' \"$@\" > %1/server.args\nprintf '" + said +
+                                 "' >&2\necho 'Info : later' >&2\n" +
+                                 (serves ? "exec /bin/sleep 600" : "exit 1"));
+        Write("bin/riscv32-unknown-elf-gdb", m_gdb);
+        CommonCfg::SetOpenocdProbe(3);
+        CommonCfg::SetBoard({"", {At("board.cfg")}, attachOnly});
+        TaskManage launcher;
+        launcher.FindTools();
+        launcher.LocateGdb();
+        launcher.Launch(At("unused"));
+        const bool init = config.contains("init");
+        report.replace("%1", m_dir->path());
+        QCOMPARE(m_reports.join(';'), serves ? report : kServerFail + "\n" + report);
+        QCOMPARE(TaskManage::ServerFailure(), report);
+        QTRY_COMPARE(Read("gdb.stdin"), gdbInput.isEmpty() ? "(none)" : gdbInput);
+        QCOMPARE(Read("server.args"), init ? "(none)"
+                                           : "-f\n" + At("board.cfg") +
+                                                 "\n-c\ngdb_port 3333\n-c\n"
+                                                 "foreach t [target names] { $t configure "
+                                                 "-gdb-max-connections 2 -event gdb-attach {# Tidewatch: "
+                                                 "no halt}; if {[$t cget -type] eq {riscv}} { targets $t; "
+                                                 "riscv set_mem_access sysbus progbuf "
+                                                 "abstract } }\n-c\ninit\n");
+        if (!init) // what openocd says goes to the log, also after the start
+            QTRY_VERIFY(Read("log.txt").startsWith("openocd info: " + said) &&
+                        Read("log.txt").contains("Info : later"));
+        TaskManage::EndDebugProcesses();
     }
 
     // program running | name looked for | found

@@ -1,7 +1,7 @@
 // tidewatch-capture sampling the demo firmware (RAM at 0x80000000) through tidewatch-sim as real processes:
 // the globals above 0x7FFFFFFF with their encodings, CSV columns that follow the firmware, --set writes of
 // 1, 2, 4 and 8 bytes that leave their neighbours alone, 64-bit values with every digit; with high-speed
-// sampling and, from a server without it, by polling.
+// sampling and, from a server without it, by polling; through stock openocd with gdb beside.
 #include "SimChild.h"
 
 #include <QJsonArray>
@@ -161,6 +161,56 @@ private slots:
         QVERIFY2(wideInRange >= table.rows.size() * 95 / 100 && wideAbove > 0 && wideAbove < wideInRange,
                  qPrintable(QString("%1 in range, %2 above 2^32").arg(wideInRange).arg(wideAbove)));
         QVERIFY2(largestRatio > 0.5, "the double never moved");
+    }
+
+    // Stock openocd between the capture tool and the simulator's JTAG debug module, with gdb as its second
+    // client while the capture polls: the counter rises, a typed floating value lands, gdb reads the same.
+    void throughStockOpenocd() {
+        const QString openocd = QStandardPaths::findExecutable("openocd");
+        if (openocd.isEmpty() || QStandardPaths::findExecutable("gdb-multiarch").isEmpty())
+            QSKIP("needs openocd and gdb-multiarch (scripts/install-deps.sh)");
+        Sim::SimChild sim;
+        QVERIFY2(sim.Start(SimProgram, {DemoElf, "--jtag-port", "0"}), sim.Output().constData());
+        const QRegularExpression jtag("JTAG \\(remote_bitbang\\) on 127.0.0.1:(\\d+)");
+        QProcess server;
+        server.setProcessChannelMode(QProcess::MergedChannels);
+        server.start(openocd, {"-f", TIDEWATCH_OPENOCD_CFG, "-c",
+                               "remote_bitbang port " + jtag.match(sim.Output()).captured(1), "-c",
+                               "gdb_port 0", "-c", "tcl_port disabled", "-c", "telnet_port disabled"});
+        QByteArray said;
+        const QRegularExpression listening("Listening on port (\\d+) for gdb");
+        QTRY_VERIFY2_WITH_TIMEOUT((said += server.readAll(), listening.match(said).hasMatch()), said, 10000);
+        const QString port = listening.match(said).captured(1);
+
+        QProcess capture;
+        capture.start(CaptureProgram,
+                      {"--port", port, "--symbols", m_dir.filePath("elf.json"), "--interval", "1000",
+                       "--duration", "2", "--set", "set_point=2500.75", "loop_counter", "set_point"});
+        QByteArray messages;
+        QTRY_VERIFY_WITH_TIMEOUT((messages += capture.readAllStandardError()).contains("set set_point"),
+                                 10000);
+        QProcess gdb;
+        gdb.start("gdb-multiarch", {"-batch", "-ex", "target extended-remote 127.0.0.1:" + port, "-ex",
+                                    "print set_point", "-ex", "print loop_counter", DemoElf});
+        QVERIFY(gdb.waitForFinished(20000));
+        const QString read = gdb.readAllStandardOutput();
+        const QRegularExpressionMatch values =
+            QRegularExpression("\\$1 = ([-0-9.e]+)\\n\\$2 = (\\d+)").match(read);
+        QVERIFY2(values.hasMatch(), qPrintable(read + gdb.readAllStandardError()));
+        QVERIFY(capture.waitForFinished(20000));
+        messages += capture.readAllStandardError();
+        QVERIFY2(capture.exitCode() == 0 && messages.contains("), polling,"), messages);
+
+        const Table table(capture.readAllStandardOutput());
+        QVERIFY2(table.problem.isEmpty() && table.rows.size() > 20, qPrintable(table.problem));
+        const std::uint32_t first = table.Word(0, "loop_counter"),
+                            last = table.Word(table.rows.size() - 1, "loop_counter");
+        QVERIFY2(last - first > 1000, qPrintable(QString("%1 to %2").arg(first).arg(last)));
+        QCOMPARE(table.At(table.rows.size() - 1, "set_point"), 2500.75);
+        QCOMPARE(values.captured(1), QString("2500.75"));
+        QVERIFY2(values.captured(2).toUInt() > first, qPrintable(read)); // read after the capture's first
+        server.terminate();
+        QVERIFY(server.waitForFinished(5000));
     }
 };
 
