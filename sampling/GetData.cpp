@@ -40,6 +40,7 @@ void GetData::RegisterMetaTypes() {
 void GetData::run() {
     m_running.store(true);
     m_inFlight.store(false);
+    m_owed.store(false);
     m_fps = CommonCfg::Fps() > 0 ? CommonCfg::Fps() : 15;
     // The timer belongs to this thread alone: other threads reach it only through a queued signal,
     // whose connection ends with the timer.
@@ -47,7 +48,9 @@ void GetData::run() {
     connect(
         &timer, &QTimer::timeout, &timer,
         [this, &timer] {
-            if (!m_inFlight.exchange(true))
+            if (m_inFlight.exchange(true))
+                m_owed.store(true);
+            else
                 Tick(timer);
         },
         Qt::DirectConnection);
@@ -74,6 +77,12 @@ void GetData::Stop() {
 
 void GetData::Redeliver() {
     emit RedeliverRequested();
+}
+
+void GetData::BatchTaken() {
+    m_inFlight.store(false);
+    if (m_owed.exchange(false) && isRunning())
+        emit RedeliverRequested();
 }
 
 QPointF GetData::PointOf(const SampleFrame& frame, int index, int32_t typeCode) {

@@ -24,8 +24,9 @@ public:
     void Redeliver();
     // The receiver has taken in the last batch. Until then ticks emit nothing: every batch carries the
     // whole visible span, so a skipped tick loses nothing, while batches queued faster than the GUI
-    // thread takes them in would starve its paints and grow the lag without bound.
-    void BatchTaken() { m_inFlight.store(false); }
+    // thread takes them in would starve its paints and grow the lag without bound. A tick skipped that
+    // way is made up at once, so a slow batch costs its own time, not a whole tick more.
+    void BatchTaken();
 
     // One drain of the queue into per-variable point series (also used by tests and benchmarks).
     static void Drain(QVector<QVector<QPointF>>& dataValue, bool running);
@@ -49,4 +50,5 @@ private:
     int m_fps = 15;
     std::atomic<bool> m_running{false};
     std::atomic<bool> m_inFlight{false};
+    std::atomic<bool> m_owed{false};
 };
