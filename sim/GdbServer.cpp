@@ -9,43 +9,25 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace Sim {
 
 GdbServer::GdbServer(SharedRam& ram, std::uint64_t entry, const FaultPlan& faults)
-    : m_ram(ram), m_entry(entry), m_faults(faults) {
-    m_wakeFd = ::eventfd(0, EFD_CLOEXEC);
-}
+    : m_ram(ram), m_entry(entry), m_faults(faults) {}
 
 GdbServer::~GdbServer() {
     Stop();
-    if (m_wakeFd >= 0)
-        ::close(m_wakeFd);
-}
-
-bool GdbServer::Listen(std::uint16_t port, QString* error) {
-    if (m_wakeFd < 0) {
-        *error = QStringLiteral("cannot create an event descriptor");
-        return false;
-    }
-    m_listenFd = ListenOnLoopback(port, &m_port, error);
-    return m_listenFd >= 0;
 }
 
 void GdbServer::Start() {
-    if (m_listenFd >= 0 && !m_acceptThread.joinable())
+    if (m_listener.IsListening() && !m_acceptThread.joinable())
         m_acceptThread = std::thread([this] { AcceptLoop(); });
 }
 
 void GdbServer::Stop() {
-    if (m_wakeFd >= 0) {
-        const std::uint64_t one = 1;
-        if (::write(m_wakeFd, &one, sizeof one) < 0)
-            std::perror("tidewatch-sim: eventfd");
-    }
+    m_listener.Wake();
     if (m_acceptThread.joinable())
         m_acceptThread.join();
     std::vector<Connection> connections;
@@ -55,10 +37,7 @@ void GdbServer::Stop() {
     }
     for (Connection& connection : connections)
         connection.thread.join();
-    if (m_listenFd >= 0) {
-        ::close(m_listenFd);
-        m_listenFd = -1;
-    }
+    m_listener.CloseListening();
 }
 
 void GdbServer::ReapFinished() {
@@ -74,7 +53,7 @@ void GdbServer::ReapFinished() {
 }
 
 void GdbServer::AcceptLoop() {
-    pollfd fds[2] = {{m_listenFd, POLLIN, 0}, {m_wakeFd, POLLIN, 0}};
+    pollfd fds[2] = {{m_listener.ListenFd(), POLLIN, 0}, {m_listener.WakeFd(), POLLIN, 0}};
     for (;;) {
         if (::poll(fds, 2, -1) < 0) {
             if (errno == EINTR)
@@ -83,7 +62,7 @@ void GdbServer::AcceptLoop() {
         }
         if (fds[1].revents & POLLIN)
             return;
-        const int fd = ::accept4(m_listenFd, nullptr, nullptr, SOCK_CLOEXEC);
+        const int fd = ::accept4(m_listener.ListenFd(), nullptr, nullptr, SOCK_CLOEXEC);
         if (fd < 0)
             continue;
         const int on = 1;
@@ -95,7 +74,7 @@ void GdbServer::AcceptLoop() {
         std::thread thread([this, fd, id, done] {
             {
                 GdbSession session(m_ram, m_entry, m_faults, id);
-                ServeClient(fd, m_wakeFd, session);
+                ServeClient(fd, m_listener.WakeFd(), session);
             }
             ::close(fd);
             std::fprintf(stderr, "tidewatch-sim: client %d disconnected\n", id);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "LoopbackListener.h"
+
 #include "FaultPlan.h"
 
 #include <QString>
@@ -24,8 +26,8 @@ public:
     GdbServer& operator=(const GdbServer&) = delete;
 
     // Binds and listens; port 0 picks a free one. On failure error says why.
-    bool Listen(std::uint16_t port, QString* error);
-    std::uint16_t Port() const { return m_port; }
+    bool Listen(std::uint16_t port, QString* error) { return m_listener.Listen(port, error); }
+    std::uint16_t Port() const { return m_listener.Port(); }
     // Accepts clients on a thread of its own until Stop.
     void Start();
     // Closes the listener and every connection, and joins all threads.
@@ -42,9 +44,7 @@ private:
     SharedRam& m_ram;
     const std::uint64_t m_entry;
     const FaultPlan m_faults;
-    int m_listenFd = -1;
-    int m_wakeFd = -1;
-    std::uint16_t m_port = 0;
+    LoopbackListener m_listener;
     std::thread m_acceptThread;
     std::mutex m_mutex;
     std::vector<Connection> m_connections;

@@ -7,7 +7,6 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -35,46 +34,26 @@ bool FeedBitbang(RiscvDtm& dtm, bool* tck, const char* data, int size, QByteArra
     return true;
 }
 
-JtagServer::JtagServer(DebugHart& hart) : m_dm(hart), m_dtm(m_dm) {
-    m_wakeFd = ::eventfd(0, EFD_CLOEXEC);
-}
+JtagServer::JtagServer(DebugHart& hart) : m_dm(hart), m_dtm(m_dm) {}
 
 JtagServer::~JtagServer() {
     Stop();
-    if (m_wakeFd >= 0)
-        ::close(m_wakeFd);
-}
-
-bool JtagServer::Listen(std::uint16_t port, QString* error) {
-    if (m_wakeFd < 0) {
-        *error = QStringLiteral("cannot create an event descriptor");
-        return false;
-    }
-    m_listenFd = ListenOnLoopback(port, &m_port, error);
-    return m_listenFd >= 0;
 }
 
 void JtagServer::Start() {
-    if (m_listenFd >= 0 && !m_thread.joinable())
+    if (m_listener.IsListening() && !m_thread.joinable())
         m_thread = std::thread([this] { Run(); });
 }
 
 void JtagServer::Stop() {
-    if (m_wakeFd >= 0) {
-        const std::uint64_t one = 1;
-        if (::write(m_wakeFd, &one, sizeof one) < 0)
-            std::perror("tidewatch-sim: eventfd");
-    }
+    m_listener.Wake();
     if (m_thread.joinable())
         m_thread.join();
-    if (m_listenFd >= 0) {
-        ::close(m_listenFd);
-        m_listenFd = -1;
-    }
+    m_listener.CloseListening();
 }
 
 void JtagServer::Run() {
-    pollfd fds[2] = {{m_listenFd, POLLIN, 0}, {m_wakeFd, POLLIN, 0}};
+    pollfd fds[2] = {{m_listener.ListenFd(), POLLIN, 0}, {m_listener.WakeFd(), POLLIN, 0}};
     for (;;) {
         if (::poll(fds, 2, -1) < 0) {
             if (errno == EINTR)
@@ -83,7 +62,7 @@ void JtagServer::Run() {
         }
         if (fds[1].revents & POLLIN)
             return;
-        const int fd = ::accept4(m_listenFd, nullptr, nullptr, SOCK_CLOEXEC);
+        const int fd = ::accept4(m_listener.ListenFd(), nullptr, nullptr, SOCK_CLOEXEC);
         if (fd < 0)
             continue;
         std::fprintf(stderr, "tidewatch-sim: JTAG client connected\n");
@@ -100,7 +79,7 @@ void JtagServer::Serve(int fd) {
     bool tck = false;
     char buffer[65536];
     QByteArray replies;
-    pollfd fds[2] = {{fd, POLLIN, 0}, {m_wakeFd, POLLIN, 0}};
+    pollfd fds[2] = {{fd, POLLIN, 0}, {m_listener.WakeFd(), POLLIN, 0}};
     for (;;) {
         if (::poll(fds, 2, -1) < 0) {
             if (errno == EINTR)

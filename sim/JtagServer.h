@@ -1,5 +1,7 @@
 #pragma once
 
+#include "LoopbackListener.h"
+
 #include "DebugModule.h"
 #include "RiscvDtm.h"
 
@@ -28,8 +30,8 @@ public:
     JtagServer& operator=(const JtagServer&) = delete;
 
     // Binds and listens; port 0 picks a free one. On failure error says why.
-    bool Listen(std::uint16_t port, QString* error);
-    std::uint16_t Port() const { return m_port; }
+    bool Listen(std::uint16_t port, QString* error) { return m_listener.Listen(port, error); }
+    std::uint16_t Port() const { return m_listener.Port(); }
     // Serves clients on a thread of its own until Stop.
     void Start();
     void Stop();
@@ -40,9 +42,7 @@ private:
 
     DebugModule m_dm;
     RiscvDtm m_dtm;
-    int m_listenFd = -1;
-    int m_wakeFd = -1;
-    std::uint16_t m_port = 0;
+    LoopbackListener m_listener;
     std::thread m_thread;
 };
 

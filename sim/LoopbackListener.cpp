@@ -2,8 +2,10 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <netinet/in.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -34,6 +36,36 @@ int ListenOnLoopback(std::uint16_t port, std::uint16_t* bound, QString* error) {
     ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
     *bound = ntohs(address.sin_port);
     return fd;
+}
+
+LoopbackListener::LoopbackListener() : m_wakeFd(::eventfd(0, EFD_CLOEXEC)) {}
+
+LoopbackListener::~LoopbackListener() {
+    CloseListening();
+    if (m_wakeFd >= 0)
+        ::close(m_wakeFd);
+}
+
+bool LoopbackListener::Listen(std::uint16_t port, QString* error) {
+    if (m_wakeFd < 0) {
+        *error = QStringLiteral("cannot create an event descriptor");
+        return false;
+    }
+    m_listenFd = ListenOnLoopback(port, &m_port, error);
+    return m_listenFd >= 0;
+}
+
+void LoopbackListener::Wake() {
+    const std::uint64_t one = 1;
+    if (m_wakeFd >= 0 && ::write(m_wakeFd, &one, sizeof one) < 0)
+        std::perror("tidewatch-sim: eventfd");
+}
+
+void LoopbackListener::CloseListening() {
+    if (m_listenFd >= 0) {
+        ::close(m_listenFd);
+        m_listenFd = -1;
+    }
 }
 
 } // namespace Sim
