@@ -138,10 +138,8 @@ int pollSession(const HssConfig& config) {
         if (stopRequested())
             return 0;
         std::unique_lock<GdbMutex> channel(gdbMutex(), std::defer_lock);
-        while (!channel.try_lock_for(std::chrono::milliseconds(50))) {
-            if (stopRequested())
-                return 0;
-        }
+        if (!lockUnlessStopped(channel))
+            return 0;
         // A value write that timed out leaves its reply somewhere in the stream.
         if (!gdbInStep())
             return 3;

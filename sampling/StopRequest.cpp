@@ -30,3 +30,11 @@ bool pauseUnlessStopped(int ms) {
     }
     return !stopRequested();
 }
+
+bool lockUnlessStopped(std::unique_lock<GdbMutex>& channel) {
+    while (!channel.try_lock_for(std::chrono::milliseconds(50))) {
+        if (stopRequested())
+            return false;
+    }
+    return true;
+}
