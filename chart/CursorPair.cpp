@@ -92,7 +92,9 @@ void CursorPair::Refresh() {
 bool CursorPair::eventFilter(QObject* watched, QEvent* event) {
     const QRectF plot = m_view->chart()->plotArea();
     if (watched == m_view->viewport()) {
-        auto* mouse = static_cast<QMouseEvent*>(event);
+        // Only the mouse events are QMouseEvents: the others reach the filter too.
+        const bool isMouse = event->type() == QEvent::MouseButtonPress || event->type() == QEvent::MouseMove;
+        auto* mouse = isMouse ? static_cast<QMouseEvent*>(event) : nullptr;
         const bool press = event->type() == QEvent::MouseButtonPress && mouse->button() == Qt::LeftButton;
         const bool drag =
             event->type() == QEvent::MouseMove && m_dragging && (mouse->buttons() & Qt::LeftButton);
