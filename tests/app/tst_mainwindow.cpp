@@ -489,8 +489,9 @@ private slots:
         Click(ToolButton(m_window->StopAction()));
 
         // Stop/Start at random moments through the buttons: each answers within a second. Under a sanitizer
-        // the simulator and the software-drawn curves are slow: three cycles, two seconds.
-        const qint64 limit = sanitized ? 2000 : 1000;
+        // the simulator, its emulator's polled memory and the software-drawn curves are slow: three cycles,
+        // three seconds.
+        const qint64 limit = sanitized ? 3000 : 1000;
         QRandomGenerator rng(20261123);
         for (int cycle = 0; cycle < (sanitized ? 3 : 20); ++cycle) {
             QElapsedTimer clock;
