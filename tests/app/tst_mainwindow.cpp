@@ -569,8 +569,6 @@ private slots:
         if (QStandardPaths::findExecutable("qemu-system-riscv32").isEmpty() ||
             QStandardPaths::findExecutable("openocd").isEmpty() || TaskManage::ServerAnswers(3333))
             QSKIP("needs qemu-system-riscv32, openocd and a free port 3333");
-        if (qEnvironmentVariableIsSet("TIDEWATCH_SANITIZED")) // the test command's time: workflow() covers
-            QSKIP("the plain tree walks this path; under a sanitizer workflow() runs the same window code");
         Sim::SimChild sim;
         QVERIFY2(sim.Start(TIDEWATCH_SIM_BIN, {TIDEWATCH_DEMO_ELF, "--jtag-port", "0"}),
                  sim.Output().constData());
