@@ -51,6 +51,7 @@ QVector<QPointF> DrawnPoints(QXYSeries& series, const QVector<QPointF>& all) {
     if (chart->scene() != nullptr && !chart->scene()->views().isEmpty())
         ratio = chart->scene()->views().first()->devicePixelRatioF();
     const double columns = chart->plotArea().width() * ratio;
+    hssSettings().displayColumns.store(columns);
     if (columns < 1 || all.size() <= 4 * columns)
         return all;
     double min = axis->min();

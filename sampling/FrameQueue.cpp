@@ -3,6 +3,8 @@
 #include "Console.h"
 #include "Platform.h"
 
+#include <algorithm>
+
 namespace {
 
 uint32_t advance(uint32_t index) {
@@ -92,23 +94,58 @@ int FrameQueue::frameBySeq(uint64_t seq, SampleFrame& out) {
     return 1;
 }
 
-int FrameQueue::popForDisplay(SampleFrame& out, uint32_t skip) {
+int FrameQueue::framesBySeq(uint64_t first, uint64_t end,
+                            const std::function<void(const SampleFrame&, uint64_t)>& visit) {
     Lock lock(m_mutex);
     if (!lock.ok)
         return -1;
-    const uint32_t read = m_displayRead.load();
-    const uint32_t write = m_write.load();
-    if (read == write || m_storage == nullptr)
+    const uint64_t pushed = m_pushed.load();
+    if (m_storage == nullptr)
         return 0;
-    const uint32_t chosen = skip < distance(read, write) ? (read + skip) % kQueueCapacity
-                                                         : (write + kQueueCapacity - 1) % kQueueCapacity;
-    const SampleFrame& slot = m_storage[chosen];
-    out.time = slot.time;
-    out.count = slot.count;
-    for (int i = 0; i < slot.count && i < kMaxVars; ++i)
-        out.value[i] = slot.value[i];
-    m_displayRead.store(advance(chosen));
-    return 1;
+    if (pushed > kQueueCapacity - 1)
+        first = std::max(first, pushed - (kQueueCapacity - 1));
+    end = std::min(end, pushed);
+    int visited = 0;
+    for (uint64_t seq = first; seq < end; ++seq, ++visited)
+        visit(m_storage[seq % kQueueCapacity], seq);
+    return visited;
+}
+
+int FrameQueue::popForDisplay(SampleFrame& out, uint32_t skip) {
+    return popForDisplay(skip, 1, [&out](const SampleFrame& slot) {
+        out.time = slot.time;
+        out.count = slot.count;
+        for (int i = 0; i < slot.count && i < kMaxVars; ++i)
+            out.value[i] = slot.value[i];
+    });
+}
+
+int FrameQueue::popForDisplay(uint32_t skip, uint32_t most,
+                              const std::function<void(const SampleFrame&)>& visit) {
+    Lock lock(m_mutex);
+    if (!lock.ok)
+        return -1;
+    if (m_storage == nullptr)
+        return 0;
+    const uint32_t write = m_write.load();
+    uint32_t read = m_displayRead.load();
+    uint32_t visited = 0;
+    for (; visited < most && read != write; ++visited) {
+        const uint32_t chosen = skip < distance(read, write) ? (read + skip) % kQueueCapacity
+                                                             : (write + kQueueCapacity - 1) % kQueueCapacity;
+        if (skip > 0) {
+            // Frames far apart: fetch a few ahead, as no hardware prefetcher guesses a stride this long.
+            const char* ahead =
+                reinterpret_cast<const char*>(&m_storage[(chosen + 8 * (skip + 1)) % kQueueCapacity]);
+            __builtin_prefetch(ahead);
+            __builtin_prefetch(ahead + 64);
+            __builtin_prefetch(ahead + 128);
+        }
+        visit(m_storage[chosen]);
+        read = advance(chosen);
+    }
+    m_displayRead.store(read);
+    return static_cast<int>(visited);
 }
 
 int FrameQueue::frameAt(uint32_t position, SampleFrame& out) {

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <pthread.h>
 
 constexpr int kMaxVars = 34;
@@ -31,6 +32,9 @@ public:
     // Takes the frame `skip` places ahead of the display cursor (or the newest, when fewer are there)
     // and moves the cursor past it. 1 when a frame was copied out, 0 when empty, -1 on a lock failure.
     int popForDisplay(SampleFrame& out, uint32_t skip);
+    // Up to `most` of the pops above under one lock, each frame handed to `visit` where it lies (which
+    // must not call back into the queue). The frames visited, -1 on a lock failure.
+    int popForDisplay(uint32_t skip, uint32_t most, const std::function<void(const SampleFrame&)>& visit);
 
     // Copies the frame `position` places after the oldest kept one (the history cursor), counting
     // round the ring. 1 when copied, 0 without storage, -1 on a lock failure.
@@ -56,6 +60,11 @@ public:
     // Copies the frame of this sequence number: 1 when copied, 0 when the ring no longer (or not yet)
     // holds it, -1 on a lock failure.
     int frameBySeq(uint64_t seq, SampleFrame& out);
+    // Hands the frames of sequence numbers [first, end) that the ring still holds to `visit` in order,
+    // where they lie, under one lock (`visit` must not call back into the queue). The frames visited, -1
+    // on a lock failure.
+    int framesBySeq(uint64_t first, uint64_t end,
+                    const std::function<void(const SampleFrame&, uint64_t)>& visit);
 
     // Frames the ring overwrote before the display cursor reached them, since init().
     uint64_t overwrittenUnread() const { return m_lostUnread.load(); }

@@ -1,5 +1,6 @@
 #include "GetData.h"
 
+#include "ColumnReduce.h"
 #include "CommonCfg.h"
 #include "Console.h"
 #include "FrameQueue.h"
@@ -10,6 +11,7 @@
 
 #include <QMetaType>
 #include <QTimer>
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -131,13 +133,28 @@ void GetData::Drain(QVector<QVector<QPointF>>& dataValue, bool running) {
         points.reserve(static_cast<int>(span / (skip + 1) + 2));
 
     const WatchList& watch = watchList();
-    SampleFrame frame;
-    while (!queue.displayEmpty()) {
-        std::memset(&frame, 0, sizeof frame);
-        if (queue.popForDisplay(frame, skip) != 1)
-            break;
-        for (int i = 0; i < frame.count && i < dataValue.size() && i < kMaxVars; ++i)
+    const int vars = std::min(dataValue.size(), kMaxVars);
+    // A few hundred frames a lock: the reader's push waits for one such chunk at most.
+    const auto take = [&dataValue, &watch, vars](const SampleFrame& frame) {
+        for (int i = 0; i < frame.count && i < vars; ++i)
             dataValue[i].append(PointOf(frame, i, watch.typeCode[i]));
+    };
+    while (queue.popForDisplay(skip, 512, take) > 0) {
+    }
+}
+
+void GetData::ThinLive(QVector<QVector<QPointF>>& dataValue) {
+    const double columns = hssSettings().displayColumns.load();
+    if (columns < 1 || CommonCfg::RunFlag() != 0)
+        return;
+    // The X range the chart gives the newest data when it follows it, as it computes it.
+    const double step = static_cast<double>(CommonCfg::CurrentStepValue()) * CommonCfg::ChartDivisions();
+    for (QVector<QPointF>& points : dataValue) {
+        if (points.size() <= 4 * columns)
+            continue;
+        const double right = points.last().x() + 1;
+        const double left = std::max(points.first().x(), right - step);
+        points = ColumnReduce::Reduce(points, left, (right - left) / columns);
     }
 }
 
@@ -150,6 +167,7 @@ void GetData::Tick(QTimer& timer) {
     // With a trigger on, every new frame is looked at first; a capture to show replaces the live span.
     if (!TriggerWatch::Instance().Scan(dataValue))
         Drain(dataValue, m_running.load());
+    ThinLive(dataValue);
     RegisterMetaTypes();
     emit DataSignal(dataValue, mathValue);
 

@@ -3,6 +3,8 @@
 #include "FrameQueue.h"
 #include "RingWindow.h"
 
+#include <algorithm>
+
 namespace {
 // About as many points per variable as a live tick draws.
 constexpr uint32_t kWindowPoints = 10000;
@@ -60,15 +62,18 @@ bool TriggerWatch::Scan(QVector<QVector<QPointF>>& out) {
         m_nextSeq = pushed - (kQueueCapacity - 1);
     const TriggerDetector::State before = m_detector.state();
     bool captured = false;
-    SampleFrame frame;
-    for (; m_nextSeq < pushed; ++m_nextSeq) {
-        if (queue.frameBySeq(m_nextSeq, frame) != 1)
-            continue;
-        if (m_detector.feed(frame, m_nextSeq)) {
+    const auto feed = [this, &captured](const SampleFrame& frame, uint64_t seq) {
+        if (m_detector.feed(frame, seq)) {
             captured = true;
             m_haveCapture = true;
             m_triggerChart.store(RingWindow::ChartTime(m_detector.triggerTime()));
         }
+    };
+    // A thousand frames a lock: the reader's push waits for one such chunk at most.
+    while (m_nextSeq < pushed) {
+        const uint64_t end = std::min<uint64_t>(pushed, m_nextSeq + 1024);
+        queue.framesBySeq(m_nextSeq, end, feed);
+        m_nextSeq = end;
     }
     const TriggerDetector::State now = m_detector.state();
     m_state.store(now);

@@ -30,6 +30,9 @@ struct HssSettings {
     uint32_t period = 20;
     uint32_t reserved30 = 30;
     std::atomic<uint32_t> displayDepth{kDefaultDisplayDepth};
+    // Pixel columns of the plot, as the chart last drew it (0: none yet): the display worker thins the
+    // live span to them.
+    std::atomic<double> displayColumns{0.0};
     uint32_t reserved = 0;
 };
 

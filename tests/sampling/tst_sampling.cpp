@@ -1,6 +1,7 @@
 // The sampling engine: the GDB remote protocol against a loopback server, the session's commands and
 // decoding, memory writes, the frame ring and display drain, and whole runs against broken servers.
 #include "Acquisition.h"
+#include "ColumnReduce.h"
 #include "CommonCfg.h"
 #include "FakeGdbServer.h"
 #include "FrameQueue.h"
@@ -665,6 +666,41 @@ private slots:
         GetData::Drain(data, true);
         QCOMPARE(data[0].size(), 5000);
         QCOMPARE(uint(data[0].last().y()), kQueueCapacity + 499);
+    }
+
+    // Frames (x = 0, 1, ... µs, at 900 µs a screen) | the plot's pixel columns | run flag | the grid the
+    // chart would reduce by: left edge and column width (0: the points stay as drained)
+    void thinLive_data() {
+        QTest::addColumn<int>("frames");
+        QTest::addColumn<double>("columns");
+        QTest::addColumn<int>("runFlag");
+        QTest::addColumn<double>("left");
+        QTest::addColumn<double>("width");
+        QTest::newRow("the newest screen") << 2000 << 90.0 << 0 << 1100.0 << 10.0;
+        QTest::newRow("less than a screen: from the first") << 600 << 90.0 << 0 << 0.0 << 600 / 90.0;
+        QTest::newRow("fractional columns (a scaled screen)") << 2000 << 89.5 << 0 << 1100.0 << 900 / 89.5;
+        QTest::newRow("scrolled away: the chart's own range") << 2000 << 90.0 << 1 << 0.0 << 0.0;
+        QTest::newRow("no plot drawn yet") << 2000 << 0.0 << 0 << 0.0 << 0.0;
+        QTest::newRow("four a column or fewer") << 360 << 90.0 << 0 << 0.0 << 0.0;
+    }
+    void thinLive() {
+        QFETCH(int, frames);
+        QFETCH(double, columns);
+        QFETCH(int, runFlag);
+        QFETCH(double, left);
+        QFETCH(double, width);
+        CommonCfg::SetZoomIndex(3); // 100 µs a division, 9 divisions
+        CommonCfg::SetRunFlag(runFlag);
+        hssSettings().displayColumns.store(columns);
+        QVector<QPointF> points;
+        for (int i = 0; i < frames; ++i)
+            points << QPointF(i, (i * 37) % 11);
+        QVector<QVector<QPointF>> data{points, {}};
+        GetData::ThinLive(data);
+        QCOMPARE(data[0], width > 0 ? ColumnReduce::Reduce(points, left, width) : points);
+        QVERIFY(data[1].isEmpty());
+        CommonCfg::SetRunFlag(0);
+        hssSettings().displayColumns.store(0);
     }
 
     void pointTime() {
