@@ -3,6 +3,8 @@
 #include "Console.h"
 #include "Platform.h"
 
+#include <cstring>
+
 namespace {
 
 uint32_t advance(uint32_t index) {
@@ -90,6 +92,25 @@ int FrameQueue::frameBySeq(uint64_t seq, SampleFrame& out) {
         return 0;
     out = m_storage[seq % kQueueCapacity];
     return 1;
+}
+
+int FrameQueue::copyBySeq(uint64_t generation, uint64_t seq, SampleFrame* out, uint32_t max,
+                          uint64_t& first) {
+    Lock lock(m_mutex);
+    if (!lock.ok)
+        return -1;
+    const uint64_t pushed = m_pushed.load();
+    const uint64_t oldest = pushed > kQueueCapacity - 1 ? pushed - (kQueueCapacity - 1) : 0;
+    first = seq > oldest ? seq : oldest;
+    if (m_storage == nullptr || m_generation.load() != generation || first >= pushed)
+        return 0;
+    const uint32_t count = pushed - first < max ? static_cast<uint32_t>(pushed - first) : max;
+    // At most two runs: up to the end of the block, then from its start.
+    const uint32_t at = static_cast<uint32_t>(first % kQueueCapacity);
+    const uint32_t head = count < kQueueCapacity - at ? count : kQueueCapacity - at;
+    std::memcpy(out, m_storage + at, head * sizeof(SampleFrame));
+    std::memcpy(out + head, m_storage, (count - head) * sizeof(SampleFrame));
+    return static_cast<int>(count);
 }
 
 int FrameQueue::popForDisplay(SampleFrame& out, uint32_t skip) {
