@@ -165,9 +165,11 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
     auto drain = [&] {
         int n = 0;
         if (!options.triggered) {
-            n = recorder.Written() != static_cast<uint64_t>(written) ? 1 : 0;
+            // Frames that arrived, written or not yet: the server answers, and the --set values may go.
+            const uint64_t arrived = queue.generation() == samplingGeneration() ? queue.pushed() : 0;
+            n = arrived != seen ? 1 : 0;
+            seen = arrived;
             written = static_cast<qint64>(recorder.Written());
-            seen = recorder.Written();
             return n;
         }
         while (!limitReached() && queue.popForDisplay(frame, 0) == 1) {
