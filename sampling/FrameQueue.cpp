@@ -51,11 +51,14 @@ int FrameQueue::init() {
         Platform::ZeroBlock(m_storage, bytes);
         return 0;
     }
-    m_storage = static_cast<SampleFrame*>(Platform::AllocateZeroedBlock(bytes));
-    if (m_storage == nullptr) {
+    auto* block = static_cast<SampleFrame*>(Platform::AllocateZeroedBlock(bytes));
+    if (block == nullptr) {
         consolePrint("queue is error!!\n");
         return -1;
     }
+    // Readers of other threads (the recorder, the trigger) look at the storage under the lock.
+    Lock lock(m_mutex);
+    m_storage = block;
     return 0;
 }
 
