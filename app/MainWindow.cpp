@@ -391,10 +391,7 @@ void MainWindow::StartSample() {
     ApplyTrigger();
     TriggerWatch::Instance().Restart();
     dataSource->StartAcquisition();
-    QStringList names;
-    QVector<int> columns;
-    DataColumns(varTable->LineItems(), dataSource->RowSlots(), names, columns);
-    recording->SamplingStarted(names, columns);
+    recording->SamplingStarted(varTable->LineItems(), dataSource->RowSlots());
     sessionTimer->start();
     emit HiddenScroll(true);
 }

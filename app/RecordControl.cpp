@@ -68,10 +68,12 @@ void RecordControl::Toggled(bool on) {
         Begin();
 }
 
-void RecordControl::SamplingStarted(const QStringList& names, const QVector<int>& slotOf) {
+void RecordControl::SamplingStarted(const QList<VarTableWidget::LineItem*>& rows,
+                                    const QVector<int>& slotOf) {
     m_sampling = true;
-    m_names = names;
-    m_slots = slotOf;
+    m_names.clear();
+    m_slots.clear();
+    DataColumns(rows, slotOf, m_names, m_slots);
     if (m_action->isChecked())
         Begin();
 }

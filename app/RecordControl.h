@@ -1,6 +1,7 @@
 #pragma once
 
 #include "FrameRecorder.h"
+#include "VarTableWidget.h"
 
 #include <QObject>
 #include <QStringList>
@@ -30,8 +31,9 @@ public:
     const FrameRecorder& Recorder() const { return m_recorder; }
 
 public slots:
-    // A run began with these columns (names, watch-list slots): recorded while the toggle is on.
-    void SamplingStarted(const QStringList& names, const QVector<int>& slotOf);
+    // A run began: while the toggle is on, the table's rows whose variable it samples (`slotOf`, as the data
+    // source binds them) are recorded, a column each, in row order.
+    void SamplingStarted(const QList<VarTableWidget::LineItem*>& rows, const QVector<int>& slotOf);
     // The run ended: the file is written out and closed.
     void SamplingStopped();
 
