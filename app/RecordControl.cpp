@@ -16,7 +16,7 @@
 namespace {
 
 // How often the status label counts while recording.
-constexpr int kRefreshMs = 500;
+constexpr int kCountEveryMs = 500;
 
 // The usual record mark where the icon theme has none: a red disc.
 QIcon RecordIcon() {
@@ -30,7 +30,7 @@ QIcon RecordIcon() {
     return QIcon::fromTheme(QStringLiteral("media-record"), QIcon(dot));
 }
 
-QString Size(quint64 bytes) {
+QString SizeText(quint64 bytes) {
     return QLocale().formattedDataSize(static_cast<qint64>(bytes));
 }
 
@@ -46,7 +46,7 @@ RecordControl::RecordControl(QWidget* window, std::function<QString()> proposal)
     connect(m_action, &QAction::toggled, this, &RecordControl::Toggled);
     m_status->setAccessibleName(tr("Recording"));
     m_status->hide();
-    m_timer->setInterval(kRefreshMs);
+    m_timer->setInterval(kCountEveryMs);
     connect(m_timer, &QTimer::timeout, this, &RecordControl::Refresh);
 }
 
@@ -120,7 +120,7 @@ void RecordControl::End() {
         return;
     }
     QString text =
-        tr("Recorded %1 frames (%2) to %3").arg(m_recorder.Written()).arg(Size(m_recorder.Bytes()), file);
+        tr("Recorded %1 frames (%2) to %3").arg(m_recorder.Written()).arg(SizeText(m_recorder.Bytes()), file);
     if (m_recorder.Lost() > 0)
         text += tr("; %1 frames lost: the disk did not keep up").arg(m_recorder.Lost());
     emit Message(text);
@@ -134,7 +134,7 @@ void RecordControl::Refresh() {
         End();
         return;
     }
-    QString text = tr("Recording: %1 frames, %2").arg(m_recorder.Written()).arg(Size(m_recorder.Bytes()));
+    QString text = tr("Recording: %1 frames, %2").arg(m_recorder.Written()).arg(SizeText(m_recorder.Bytes()));
     if (m_recorder.Lost() > 0)
         text += tr(", %1 lost").arg(m_recorder.Lost());
     m_status->setText(text);
