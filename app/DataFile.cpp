@@ -23,6 +23,25 @@ QString ProposedDataFile(const QString& projectFile, const QString& elfFile, con
     return folder.filePath(base + when.toString(QStringLiteral("-yyyyMMdd-HHmmss")) + ".csv");
 }
 
+QString ProposedRecordFile(const QString& projectFile, const QString& elfFile) {
+    const QString named = !projectFile.isEmpty() ? projectFile : elfFile;
+    const QFileInfo info(named);
+    const QDir folder = named.isEmpty() ? QDir::current() : info.absoluteDir();
+    const QString base = named.isEmpty() ? QStringLiteral("tidewatch") : info.completeBaseName();
+    return folder.filePath(base + "-rec.csv");
+}
+
+QString RecordingFile(const QString& chosen, const QDateTime& when) {
+    QString base = chosen;
+    if (base.endsWith(QLatin1String(".csv"), Qt::CaseInsensitive))
+        base.chop(4);
+    base += when.toString(QStringLiteral("-yyyyMMdd-HHmmss"));
+    QString file = base + ".csv";
+    for (int n = 2; QFileInfo::exists(file); ++n)
+        file = QStringLiteral("%1-%2.csv").arg(base).arg(n);
+    return file;
+}
+
 QString ProposedProjectFile(const QString& projectFile, const QString& elfFile) {
     if (!projectFile.isEmpty())
         return WithSuffix(projectFile, QStringLiteral("tidewatch"));
@@ -53,16 +72,21 @@ QString AskSaveFile(QWidget* parent, const QString& caption, const QString& prop
     return file;
 }
 
-QString WriteRingData(QWidget* parent, const QString& path, const QList<VarTableWidget::LineItem*>& rows,
-                      const QVector<int>& slotOf) {
-    QStringList names;
-    QVector<int> columns;
+void DataColumns(const QList<VarTableWidget::LineItem*>& rows, const QVector<int>& slotOf, QStringList& names,
+                 QVector<int>& columns) {
     for (int r = 0; r < rows.size() && r < slotOf.size(); ++r) {
         if (slotOf[r] < 0 || rows[r]->varDes == nullptr)
             continue;
         names << rows[r]->varDes->name;
         columns << slotOf[r];
     }
+}
+
+QString WriteRingData(QWidget* parent, const QString& path, const QList<VarTableWidget::LineItem*>& rows,
+                      const QVector<int>& slotOf) {
+    QStringList names;
+    QVector<int> columns;
+    DataColumns(rows, slotOf, names, columns);
     QProgressDialog progress(Tr("Saving data..."), Tr("Cancel"), 0, 100, parent);
     progress.setWindowModality(Qt::WindowModal);
     progress.setMinimumDuration(500); // small rings finish before it would show

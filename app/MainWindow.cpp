@@ -10,6 +10,7 @@
 #include "Images.h"
 #include "ProjectDialog.h"
 #include "ProjectOpen.h"
+#include "RecordControl.h"
 #include "RowStatistics.h"
 #include "SamplingModeView.h"
 #include "SelectSymbolsDlg.h"
@@ -73,6 +74,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     statusBar()->addWidget(statusLabel);
     statusBar()->addPermanentWidget(new SamplingModeLabel(this));
     statusBar()->addPermanentWidget(triggerBar->StatusLabel());
+    statusBar()->addPermanentWidget(recording->StatusWidget());
 
     CreateDock();
     chartWidget = new ChartWidget(this);
@@ -151,6 +153,10 @@ void MainWindow::CreateActions() {
         tool(tr("&ZoomOut"), "zoomout", ":/images/zoomout.png", tr("Zoom Out"), &MainWindow::ZoomOut);
     settingAct =
         tool(tr("&Setting"), "Setting", ":/images/setting.png", tr("Setting"), &MainWindow::NewProject);
+    recording =
+        new RecordControl(this, [this] { return ProposedRecordFile(projectPath, CommonCfg::Record().elf); });
+    connect(recording, &RecordControl::Message, this,
+            [this](const QString& text) { statusBar()->showMessage(text); });
 }
 
 void MainWindow::CreateMenus() {
@@ -162,7 +168,7 @@ void MainWindow::CreateMenus() {
     file->addAction(exitAct);
     // The tool bar's controls, also reachable from the keyboard through the menu bar.
     QMenu* sampling = menuBar()->addMenu(tr("S&ampling"));
-    sampling->addActions({startAct, stopAct, zoomInAct, zoomOutAct});
+    sampling->addActions({startAct, stopAct, recording->Action(), zoomInAct, zoomOutAct});
     AddSamplingModeMenu(sampling);
     menuBar()->addMenu(tr("&Project"))->addActions({configAct, settingAct});
     menuBar()->addMenu(tr("&Help"))->addActions({aboutVarAct, aboutAct});
@@ -174,6 +180,8 @@ void MainWindow::CreateToolBar() {
     toolBar->addWidget(new QLabel(tr("Sampling:"), toolBar));
     toolBar->addAction(startAct);
     toolBar->addAction(stopAct);
+    toolBar->addAction(recording->Action());
+    toolBar->widgetForAction(recording->Action())->setAccessibleName(tr("Record"));
     toolBar->addSeparator();
     toolBar->addAction(zoomInAct);
     toolBar->addAction(zoomOutAct);
@@ -383,6 +391,7 @@ void MainWindow::StartSample() {
     ApplyTrigger();
     TriggerWatch::Instance().Restart();
     dataSource->StartAcquisition();
+    recording->SamplingStarted(varTable->LineItems(), dataSource->RowSlots());
     sessionTimer->start();
     emit HiddenScroll(true);
 }
@@ -393,6 +402,7 @@ void MainWindow::StopSample() {
     CommonCfg::SetRunFlag(1);
     dataSource->StopAcquisition();
     stopSampling();
+    recording->SamplingStopped(); // after the reader's last frame
     emit HiddenScroll(false);
 }
 

@@ -15,6 +15,7 @@ class QComboBox;
 class QLabel;
 class QTimer;
 class QToolBar;
+class RecordControl;
 class SelectSymbolsDlg;
 class TableDockWidget;
 class VarParser;
@@ -42,6 +43,7 @@ public:
     TableDockWidget* Dock() const { return dock; }
     // The status bar's message label.
     QLabel* StatusLabel() const { return statusLabel; }
+    RecordControl* Recording() const { return recording; }
 
 signals:
     void HiddenScroll(bool hidden);
@@ -122,6 +124,7 @@ private:
     TriggerMarks* triggerMarks = nullptr;
     QTimer* statsTimer = nullptr;
     CursorPair* cursors = nullptr;
+    RecordControl* recording = nullptr;
 
     VarParser* varParser = nullptr;
     VarTableWidget* varTable = nullptr;

@@ -310,8 +310,9 @@ void ChartWidget::SetYRange(double min, double max) {
 void ChartWidget::AxisXRangeChanged(qint64 leftUs, qint64 rightUs) {
     if (rightUs < leftUs)
         return;
-    scrollBar->setSingleStep(static_cast<int>((rightUs - leftUs) / 10));
-    scrollBar->setPageStep(static_cast<int>(rightUs - leftUs));
+    scrollPage = rightUs - leftUs;
+    scrollBar->setSingleStep(static_cast<int>(scrollPage / 10 / scrollScale.unit));
+    scrollBar->setPageStep(static_cast<int>(scrollPage / scrollScale.unit));
     // A zoom after a run: the view becomes whole steps of the new time base wide (a zoom near the start
     // cuts its left edge at 0), and the scroll bar keeps spanning the ring.
     if (!scrollHidden)
@@ -319,22 +320,25 @@ void ChartWidget::AxisXRangeChanged(qint64 leftUs, qint64 rightUs) {
 }
 
 void ChartWidget::InitScroll(qint64 min, qint64 max, qint64 step) {
-    scrollBar->setMinimum(static_cast<int>(min));
-    scrollBar->setMaximum(static_cast<int>(max));
-    scrollBar->setSingleStep(static_cast<int>(step / 10));
-    scrollBar->setPageStep(static_cast<int>(step));
-    scrollBar->setValue(static_cast<int>(max));
+    scrollScale = ScrollScale::For(min, max, step);
+    scrollPage = step;
+    scrollBar->setMinimum(scrollScale.Position(min));
+    scrollBar->setMaximum(scrollScale.Position(max));
+    scrollBar->setSingleStep(static_cast<int>(step / 10 / scrollScale.unit));
+    scrollBar->setPageStep(static_cast<int>(step / scrollScale.unit));
+    scrollBar->setValue(scrollScale.Position(max));
     qCDebug(lcChart) << "InitScroll min = " << min << "max " << max << " step " << step;
 }
 
 void ChartWidget::ScrollValueChanged(int value) {
     qCDebug(lcChart) << "ScrollValueChanged value " << value << " step =" << scrollBar->pageStep();
-    axisX->setRange(value, static_cast<double>(value) + scrollBar->pageStep());
+    const qint64 leftUs = scrollScale.Time(value);
+    axisX->setRange(static_cast<double>(leftUs), static_cast<double>(leftUs + scrollPage));
     emit GetDataFromQueue();
     MoveCursor(); // the tooltip tells of the time now under the mouse
 }
 
-void ChartWidget::SetScrollBegin(int begin) {
+void ChartWidget::SetScrollBegin(qint64 begin) {
     qCDebug(lcChart) << "SetScrollBegin";
     scrollStart = begin;
     // The scroll value is the view's left edge: its largest is the left edge of the newest view, as
@@ -369,7 +373,7 @@ void ChartWidget::ScrollOverRing(qint64 page, qint64 at) {
     {
         const QSignalBlocker quiet(scrollBar);
         InitScroll(oldest, last, page);
-        scrollBar->setValue(static_cast<int>(std::max(oldest, std::min(at, last))));
+        scrollBar->setValue(scrollScale.Position(std::max(oldest, std::min(at, last))));
     }
     ScrollValueChanged(scrollBar->value());
 }

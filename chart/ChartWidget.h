@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ScrollScale.h"
 #include "VarTableWidget.h"
 
 #include <QList>
@@ -58,7 +59,7 @@ public slots:
     void ChartShowChanged(QList<VarTableWidget::LineItem*>& lineItems);
     void ReDrawLineX(QPointF& point);
     void ScrollValueChanged(int value);
-    void SetScrollBegin(int begin);
+    void SetScrollBegin(qint64 begin);
     void InitScroll(qint64 min, qint64 max, qint64 step);
     void ToolTipsHidden();
     void TooltipsShow();
@@ -127,6 +128,9 @@ private:
     QPointF mousePoint;
     bool scrollHidden = true;
     qint64 scrollStart = 0;
+    // How the scroll bar's positions map to microseconds, and the view's width in microseconds.
+    ScrollScale scrollScale;
+    qint64 scrollPage = 10;
     qint64 left = 0;
     qint64 right = 0;
     bool tooltipsHidden = true;

@@ -11,7 +11,12 @@ QString Scaled(double value, const char* const units[], int count) {
         value /= 1000;
         ++unit;
     }
-    return QString::number(value, 'g', 4) + ' ' + units[unit];
+    // Four significant digits, but every digit of a whole number: hours of seconds never turn into
+    // an exponent.
+    int digits = 4;
+    for (double whole = std::abs(value); whole >= 10000 && digits < 17; whole /= 10)
+        ++digits;
+    return QString::number(value, 'g', digits) + ' ' + units[unit];
 }
 QString Number(double v) {
     return QString::number(v, 'g', 7);

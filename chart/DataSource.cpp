@@ -287,5 +287,5 @@ void DataSource::Display(const QVector<QVector<QPointF>>& data_value,
 }
 
 void DataSource::EmitXBegin(double begin) {
-    emit SetXBegin(qRound(begin));
+    emit SetXBegin(qRound64(begin));
 }

@@ -68,7 +68,7 @@ public:
 signals:
     void SetXRange(double left, double right);
     void SetYRange(double min, double max);
-    void SetXBegin(int begin);
+    void SetXBegin(qint64 begin);
     // A batch has been taken in: the value column can show the newest values.
     void VarValuesUpdated();
 
@@ -84,7 +84,7 @@ public slots:
     void UpdateDataByScroll();
     void Display(const QVector<QVector<QPointF>>& data_value, const QVector<QVector<float>>& math_value);
     qint64 GetFirstDataTime() const { return firstDataTime; }
-    // Rounds a scroll start to the nearest integer and emits it as SetXBegin.
+    // Rounds a scroll start to the nearest microsecond and emits it as SetXBegin.
     void EmitXBegin(double begin);
 
 private:

@@ -13,6 +13,12 @@ int32_t TruncToInt32(double value) {
     return static_cast<int32_t>(value);
 }
 
+int64_t TruncToInt64(double value) {
+    if (!(value >= -9223372036854775808.0 && value < 9223372036854775808.0))
+        return INT64_MIN;
+    return static_cast<int64_t>(value);
+}
+
 double ScaledValue(double y, float scale, float offset, int typeCode) {
     const double scaled = y * static_cast<double>(scale) + static_cast<double>(offset);
     if (typeCode == kCodeDouble)
@@ -46,9 +52,9 @@ void ScaleBatch(const QVector<QVector<QPointF>>& in, const WatchList& watch, QVe
         float lo = seeded ? extremes[0] : 0.0f;
         float hi = seeded ? extremes[1] : 0.0f;
         for (const QPointF& p : source) {
-            const int32_t time = TruncToInt32(p.x());
+            const int64_t time = TruncToInt64(p.x());
             const double value = ScaledValue(p.y(), scale, offset, typeCode);
-            points.append(QPointF(time, value));
+            points.append(QPointF(static_cast<double>(time), value));
             const float v = static_cast<float>(value);
             if (!seeded) {
                 lo = v;

@@ -6,7 +6,7 @@
 
 struct WatchList;
 
-// The arithmetic of one display batch: the integer time base, each variable's scaling, the
+// The arithmetic of one display batch: whole microseconds of time, each variable's scaling, the
 // per-variable and overall extremes, and the Y range with its hysteresis.
 namespace DisplayMath {
 
@@ -24,6 +24,8 @@ constexpr double kYHysteresis = 0.1;
 // Takes a double: on x86-64 a long double goes through the x87 unit, whose truncation switches the
 // rounding mode around every conversion, and this runs for every point of every batch.
 int32_t TruncToInt32(double value);
+// The same into a signed 64-bit integer (INT64_MIN for NaN and values outside): the time of a point.
+int64_t TruncToInt64(double value);
 
 // Y x scale + offset in double, product first. Integers scaled by a fractional resolution keep the
 // fraction (fixed-point data: a short in tenths of a degree at 0.1 reads 33.5); by a whole one they are
@@ -32,7 +34,7 @@ int32_t TruncToInt32(double value);
 double ScaledValue(double y, float scale, float offset, int typeCode);
 
 // Scales every point of a batch with the watch list's scale, offset and type code by variable
-// index (variables beyond the list are drawn unscaled as floats). X becomes the integer time.
+// index (variables beyond the list are drawn unscaled as floats). X becomes the whole microsecond.
 // `math` is sized to one entry per variable and each entry becomes {smallest, largest} (extending
 // what the entry already held); it stays empty for a variable without points.
 void ScaleBatch(const QVector<QVector<QPointF>>& in, const WatchList& watch, QVector<QVector<QPointF>>& out,

@@ -27,6 +27,7 @@ bool g_readerStarted = false;
 std::atomic<int> g_samplingResult{0};
 std::atomic<bool> g_ended{false};
 std::atomic<bool> g_sessionBegun{false};
+std::atomic<uint64_t> g_generation{0};
 int g_startFailure = 0;
 SamplingMode g_mode = SamplingMode::Auto; // set before the reader starts, read by it
 std::atomic<SamplingWay> g_way{SamplingWay::None};
@@ -165,6 +166,8 @@ int startSampling(const QVector<VarParser::VarDes>& vars) {
         g_readerExited = false;
     }
     clearStopRequest();
+    // Only the reader thread sets the ring up, once per session.
+    g_generation.store(FrameQueue::instance().generation() + 1);
     const int rc = pthread_create(&g_reader, nullptr, &readerThreadMain, nullptr);
     if (rc != 0) {
         gdbClose();
@@ -218,6 +221,10 @@ bool samplingEnded() {
 
 bool samplingSessionBegun() {
     return g_sessionBegun.load();
+}
+
+uint64_t samplingGeneration() {
+    return g_generation.load();
 }
 
 SamplingWay samplingWay() {

@@ -31,6 +31,9 @@ bool samplingEnded();
 
 // True once the reader thread has its frame queue ready and talks to the server.
 bool samplingSessionBegun();
+// The frame ring's generation (FrameQueue::generation()) that the running or last session's frames are
+// pushed in: the reader sets the ring up only after startSampling() returns.
+uint64_t samplingGeneration();
 
 // How the running or last session samples: the project's mode (CommonCfg::Mode) decides, and in
 // auto a server that refuses high-speed sampling is polled.

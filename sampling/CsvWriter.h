@@ -24,6 +24,16 @@ public:
     // Formats one frame line (with its newline) into `line`; exposed for tests.
     static void formatFrame(const SampleFrame& frame, const std::vector<int32_t>& typeCodes,
                             std::string& line, const uint64_t* origin = nullptr);
+    // The same, added to the end of `text`.
+    static void appendFrame(const SampleFrame& frame, const std::vector<int32_t>& typeCodes,
+                            std::string& text, const uint64_t* origin = nullptr);
+    // "time,NAME1,...", with its newline.
+    static QByteArray headerLine(const QStringList& names);
+    // The frame with the value of slot slotOf[i] in column i (0 for a slot the frame lacks): a file's
+    // columns follow the table's rows, not the order the session sampled in.
+    static void selectColumns(const SampleFrame& frame, const std::vector<int>& slotOf, SampleFrame& out);
+    // How each such column reads: the type code of its slot in the session's watch list.
+    static std::vector<int32_t> columnCodes(const std::vector<int>& slotOf);
     bool failed() const { return std::ferror(m_out) != 0; }
     void flush() { std::fflush(m_out); }
 

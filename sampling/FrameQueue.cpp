@@ -4,6 +4,7 @@
 #include "Platform.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace {
 
@@ -51,11 +52,14 @@ int FrameQueue::init() {
         Platform::ZeroBlock(m_storage, bytes);
         return 0;
     }
-    m_storage = static_cast<SampleFrame*>(Platform::AllocateZeroedBlock(bytes));
-    if (m_storage == nullptr) {
+    auto* block = static_cast<SampleFrame*>(Platform::AllocateZeroedBlock(bytes));
+    if (block == nullptr) {
         consolePrint("queue is error!!\n");
         return -1;
     }
+    // Readers of other threads (the recorder, the trigger) look at the storage under the lock.
+    Lock lock(m_mutex);
+    m_storage = block;
     return 0;
 }
 
@@ -94,21 +98,23 @@ int FrameQueue::frameBySeq(uint64_t seq, SampleFrame& out) {
     return 1;
 }
 
-int FrameQueue::framesBySeq(uint64_t first, uint64_t end,
-                            const std::function<void(const SampleFrame&, uint64_t)>& visit) {
+int FrameQueue::copyBySeq(uint64_t generation, uint64_t seq, SampleFrame* out, uint32_t max,
+                          uint64_t& first) {
     Lock lock(m_mutex);
     if (!lock.ok)
         return -1;
     const uint64_t pushed = m_pushed.load();
-    if (m_storage == nullptr)
+    const uint64_t oldest = pushed > kQueueCapacity - 1 ? pushed - (kQueueCapacity - 1) : 0;
+    first = seq > oldest ? seq : oldest;
+    if (m_storage == nullptr || m_generation.load() != generation || first >= pushed)
         return 0;
-    if (pushed > kQueueCapacity - 1)
-        first = std::max(first, pushed - (kQueueCapacity - 1));
-    end = std::min(end, pushed);
-    int visited = 0;
-    for (uint64_t seq = first; seq < end; ++seq, ++visited)
-        visit(m_storage[seq % kQueueCapacity], seq);
-    return visited;
+    const uint32_t count = pushed - first < max ? static_cast<uint32_t>(pushed - first) : max;
+    // At most two runs: up to the end of the block, then from its start.
+    const uint32_t at = static_cast<uint32_t>(first % kQueueCapacity);
+    const uint32_t head = count < kQueueCapacity - at ? count : kQueueCapacity - at;
+    std::memcpy(out, m_storage + at, head * sizeof(SampleFrame));
+    std::memcpy(out + head, m_storage, (count - head) * sizeof(SampleFrame));
+    return static_cast<int>(count);
 }
 
 int FrameQueue::popForDisplay(SampleFrame& out, uint32_t skip) {

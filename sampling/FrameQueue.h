@@ -60,11 +60,10 @@ public:
     // Copies the frame of this sequence number: 1 when copied, 0 when the ring no longer (or not yet)
     // holds it, -1 on a lock failure.
     int frameBySeq(uint64_t seq, SampleFrame& out);
-    // Hands the frames of sequence numbers [first, end) that the ring still holds to `visit` in order,
-    // where they lie, under one lock (`visit` must not call back into the queue). The frames visited, -1
-    // on a lock failure.
-    int framesBySeq(uint64_t first, uint64_t end,
-                    const std::function<void(const SampleFrame&, uint64_t)>& visit);
+    // Copies up to `max` consecutive frames from sequence number `seq` on under one lock, as long as the
+    // ring is still in `generation`; frames it no longer holds are passed over, and `first` gets the
+    // sequence number of the first one copied. The number copied, or -1 on a lock failure.
+    int copyBySeq(uint64_t generation, uint64_t seq, SampleFrame* out, uint32_t max, uint64_t& first);
 
     // Frames the ring overwrote before the display cursor reached them, since init().
     uint64_t overwrittenUnread() const { return m_lostUnread.load(); }

@@ -88,8 +88,8 @@ void GetData::BatchTaken() {
 }
 
 QPointF GetData::PointOf(const SampleFrame& frame, int index, int32_t typeCode) {
-    const double x = static_cast<double>(static_cast<int32_t>(static_cast<uint32_t>(frame.time)));
-    return QPointF(x, readSample(frame.value[index], typeCode).toDouble());
+    // A double holds every microsecond count below 2^53 (285 years) exactly.
+    return QPointF(static_cast<double>(frame.time), readSample(frame.value[index], typeCode).toDouble());
 }
 
 void GetData::Drain(QVector<QVector<QPointF>>& dataValue, bool running) {

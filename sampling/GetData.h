@@ -30,8 +30,8 @@ public:
 
     // One drain of the queue into per-variable point series (also used by tests and benchmarks).
     static void Drain(QVector<QVector<QPointF>>& dataValue, bool running);
-    // The point a frame entry becomes: x = the time's low 32 bits as a signed number, y = the value
-    // as its type code reads it.
+    // The point a frame entry becomes: x = the frame's time in microseconds, y = the value as its type
+    // code reads it.
     static QPointF PointOf(const SampleFrame& frame, int index, int32_t typeCode);
     // Thins a drained live span to the first, lowest, highest and last point of each pixel column of
     // the plot (hssSettings().displayColumns), over the X range the chart gives the newest data. The

@@ -2,9 +2,6 @@
 
 #include "CsvWriter.h"
 #include "FrameQueue.h"
-#include "WatchList.h"
-
-#include "SampleValue.h"
 
 #include <QFile>
 #include <algorithm>
@@ -21,11 +18,8 @@ qint64 SaveRingCsv(const QString& path, const QStringList& names, const QVector<
     }
     FrameQueue& queue = FrameQueue::instance();
     // The ring holds the frames of the last run, whose variables the watch list still names.
-    const WatchList& watch = watchList();
-    std::vector<int32_t> codes;
-    for (const int slot : slotOf)
-        codes.push_back(slot >= 0 && slot < watch.count ? watch.typeCode[slot] : kCodeNone);
-    CsvWriter writer(file.get(), codes);
+    const std::vector<int> columnSlots(slotOf.begin(), slotOf.end());
+    CsvWriter writer(file.get(), CsvWriter::columnCodes(columnSlots));
     writer.writeHeader(names);
     // The size is taken once: frames arriving meanwhile belong to a later save.
     const quint32 total = queue.historySize();
@@ -33,13 +27,10 @@ qint64 SaveRingCsv(const QString& path, const QStringList& names, const QVector<
     quint32 done = 0;
     SampleFrame frame;
     SampleFrame columns{};
-    columns.count = static_cast<int32_t>(std::min<int>(slotOf.size(), kMaxVars));
     for (; done < total && queue.frameAt(done, frame) == 1; ++done) {
         if (done % kStep == 0 && progress && !progress(done, total))
             break;
-        columns.time = frame.time;
-        for (int i = 0; i < columns.count; ++i)
-            columns.value[i] = slotOf[i] >= 0 && slotOf[i] < frame.count ? frame.value[slotOf[i]] : 0;
+        CsvWriter::selectColumns(frame, columnSlots, columns);
         writer.writeFrame(columns);
     }
     if (progress)

@@ -7,29 +7,23 @@ namespace RingWindow {
 
 namespace {
 
-// A chart time on the ring's own increasing time line, by its 32-bit distance from the newest frame.
-int64_t RingTime(uint64_t newest, qint64 time) {
-    const auto behind = static_cast<int32_t>(static_cast<uint32_t>(newest) - static_cast<uint32_t>(time));
-    return static_cast<int64_t>(newest) - behind;
-}
-
-uint64_t TimeAt(FrameQueue& queue, uint32_t position) {
+qint64 TimeAt(FrameQueue& queue, uint32_t position) {
     SampleFrame frame;
-    return queue.frameAt(position, frame) == 1 ? frame.time : 0;
+    return queue.frameAt(position, frame) == 1 ? ChartTime(frame.time) : 0;
 }
 
 } // namespace
 
 qint64 ChartTime(uint64_t time) {
-    return static_cast<int32_t>(static_cast<uint32_t>(time));
+    return static_cast<qint64>(time);
 }
 
 bool Span(FrameQueue& queue, qint64& oldest, qint64& newest) {
     const uint32_t count = queue.historySize();
     if (count == 0)
         return false;
-    oldest = ChartTime(TimeAt(queue, 0));
-    newest = ChartTime(TimeAt(queue, count - 1));
+    oldest = TimeAt(queue, 0);
+    newest = TimeAt(queue, count - 1);
     return true;
 }
 
@@ -37,12 +31,11 @@ uint32_t FirstAtOrAfter(FrameQueue& queue, qint64 time) {
     const uint32_t count = queue.historySize();
     if (count == 0)
         return 0;
-    const int64_t target = RingTime(TimeAt(queue, count - 1), time);
     uint32_t low = 0;
     uint32_t high = count;
     while (low < high) {
         const uint32_t mid = low + (high - low) / 2;
-        if (static_cast<int64_t>(TimeAt(queue, mid)) < target)
+        if (TimeAt(queue, mid) < time)
             low = mid + 1;
         else
             high = mid;
@@ -58,9 +51,7 @@ bool Nearest(FrameQueue& queue, qint64 time, SampleFrame& out) {
     if (at == count) {
         at = count - 1;
     } else if (at > 0) {
-        const int64_t target = RingTime(TimeAt(queue, count - 1), time);
-        if (target - static_cast<int64_t>(TimeAt(queue, at - 1)) <=
-            static_cast<int64_t>(TimeAt(queue, at)) - target)
+        if (time - TimeAt(queue, at - 1) <= TimeAt(queue, at) - time)
             --at;
     }
     return queue.frameAt(at, out) == 1;

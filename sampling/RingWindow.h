@@ -7,9 +7,8 @@
 #include <QtGlobal>
 
 // The frames the ring keeps, found by chart time: what scrolling back after a run shows, and the sample
-// under the mouse. A chart time is the low 32 bits of a frame's accumulated time read as a signed
-// number; it is taken to lie within 2^31 us of the newest frame, where the times increase with the
-// ring's order.
+// under the mouse. A chart time is a frame's accumulated time in microseconds, whole: runs of hours
+// stay on one time line, and the times increase with the ring's order.
 namespace RingWindow {
 
 qint64 ChartTime(uint64_t time);

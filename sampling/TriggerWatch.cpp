@@ -3,8 +3,6 @@
 #include "FrameQueue.h"
 #include "RingWindow.h"
 
-#include <algorithm>
-
 namespace {
 // About as many points per variable as a live tick draws.
 constexpr uint32_t kWindowPoints = 10000;
@@ -62,18 +60,21 @@ bool TriggerWatch::Scan(QVector<QVector<QPointF>>& out) {
         m_nextSeq = pushed - (kQueueCapacity - 1);
     const TriggerDetector::State before = m_detector.state();
     bool captured = false;
-    const auto feed = [this, &captured](const SampleFrame& frame, uint64_t seq) {
-        if (m_detector.feed(frame, seq)) {
-            captured = true;
-            m_haveCapture = true;
-            m_triggerChart.store(RingWindow::ChartTime(m_detector.triggerTime()));
-        }
-    };
-    // A thousand frames a lock: the reader's push waits for one such chunk at most.
+    // A few hundred frames a lock: the reader's push waits for one such copy at most.
     while (m_nextSeq < pushed) {
-        const uint64_t end = std::min<uint64_t>(pushed, m_nextSeq + 1024);
-        queue.framesBySeq(m_nextSeq, end, feed);
-        m_nextSeq = end;
+        uint64_t first = m_nextSeq;
+        const int copied = queue.copyBySeq(m_generation, m_nextSeq, m_chunk.data(),
+                                           static_cast<uint32_t>(m_chunk.size()), first);
+        if (copied <= 0)
+            break;
+        for (int i = 0; i < copied; ++i) {
+            if (m_detector.feed(m_chunk[i], first + i)) {
+                captured = true;
+                m_haveCapture = true;
+                m_triggerChart.store(RingWindow::ChartTime(m_detector.triggerTime()));
+            }
+        }
+        m_nextSeq = first + copied;
     }
     const TriggerDetector::State now = m_detector.state();
     m_state.store(now);

@@ -7,6 +7,7 @@
 #include <QPointF>
 #include <QVector>
 #include <atomic>
+#include <vector>
 
 // The running trigger of the display: on the display worker's thread, at every tick, it looks at
 // every frame that came in since the last tick (not only the thinned ones drawn), and while a capture
@@ -45,6 +46,7 @@ private:
     QMutex m_lock; // settings and detector: changed by the GUI, used by the worker
     TriggerDetector m_detector;
     uint64_t m_nextSeq = 0;
+    std::vector<SampleFrame> m_chunk = std::vector<SampleFrame>(512);
     uint64_t m_generation = 0;
     bool m_haveCapture = false;
     std::atomic<TriggerDetector::State> m_state{TriggerDetector::State::Off};

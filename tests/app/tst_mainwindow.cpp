@@ -1,15 +1,19 @@
 // The whole workflow in real windows by input events, against the simulator the launcher starts: project
 // dialog, extractor, selection, Start, curves and values, a write, Stop, scroll, files, Stop/Start, exit;
-// and once through stock openocd as the own-board tool.
+// once through stock openocd as the own-board tool; and recording, against a loopback server.
+#include "Acquisition.h"
+#include "CatalogueFile.h"
 #include "ChartWidget.h"
 #include "CommandLineConfig.h"
 #include "CommonCfg.h"
 #include "CursorPair.h"
 #include "DataSource.h"
+#include "FakeGdbServer.h"
 #include "FrameQueue.h"
 #include "MainWindow.h"
 #include "PopDialog.h"
 #include "ProjectDialog.h"
+#include "RecordControl.h"
 #include "Row.h"
 #include "SamplingModeView.h"
 #include "ScreenShot.h"
@@ -38,6 +42,7 @@
 #include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QScrollBar>
+#include <QStatusBar>
 #include <QTemporaryDir>
 #include <QToolBar>
 #include <QTreeWidget>
@@ -560,6 +565,62 @@ private slots:
         QTest::keyClick(m_window, Qt::Key_Q, Qt::ControlModifier); // File > Exit
         QVERIFY(!m_window->isVisible() && !QFile::exists("elf.json"));
         cleanup();
+    }
+
+    // Recording against a loopback server: the name asked for once (by the keyboard), proposed beside the
+    // project; each Start a new time-stamped file holding every frame the server sent, line for line; the
+    // status bar counting while it records.
+    void recording() {
+        FakeGdbServer server;
+        struct Back {
+            ~Back() { setSamplingTarget("127.0.0.1", 3333); }
+        } back;
+        setSamplingTarget("127.0.0.1", server.port());
+        CommonCfg::ResetForTests();
+        VarParser::ResetForTests();
+        QVERIFY(LoadCatalogue("main.c=counter:20000000:int,next:20000004:int"));
+        for (VarParser::VarDes* des : VarParser::VarList())
+            des->selected = true;
+        m_window = new MainWindow;
+        m_window->show();
+        m_window->Table()->UpdateTableWithVariableList();
+        QVERIFY(QTest::qWaitForWindowActive(m_window));
+        QTemporaryDir dir;
+        QString proposed;
+        AnswerFileDialog(dir.filePath("run"), &proposed);
+        QTest::keyClick(m_window, Qt::Key_R, Qt::ControlModifier);
+        RecordControl* record = m_window->Recording();
+        QVERIFY(record->Action()->isChecked() && QFileInfo(proposed).fileName() == "tidewatch-rec.csv");
+        QStringList files;
+        for (int run = 0; run < 2; ++run) {
+            Click(ToolButton(m_window->StartAction()));
+            QTRY_VERIFY_WITH_TIMEOUT(record->Recorder().Written() >= 3000, 10000);
+            QTRY_VERIFY(QRegularExpression("^Recording: [1-9]\\d* frames, [\\d.]+ [KM]iB$")
+                            .match(record->StatusWidget()->text())
+                            .hasMatch());
+            if (run == 0)
+                ScreenShot::Save(m_window, "recording");
+            Click(ToolButton(m_window->StopAction()));
+            files << record->Recorder().Path();
+            QVERIFY(!record->StatusWidget()->isVisible() &&
+                    m_window->statusBar()->currentMessage().startsWith(
+                        QString("Recorded %1 frames").arg(record->Recorder().Written())));
+            QVERIFY2(QRegularExpression(QRegularExpression::escape(dir.filePath("run-")) +
+                                        "\\d{8}-\\d{6}(-2)?\\.csv")
+                         .match(files.last())
+                         .hasMatch(),
+                     qPrintable(files.last()));
+            // Every frame of the run, as the server made them: sample i at 20 i us holds i and i + 1.
+            QFile csv(files.last());
+            QVERIFY(csv.open(QIODevice::ReadOnly));
+            QCOMPARE(csv.readLine(), QByteArray("time,counter,next\n"));
+            qint64 i = 0;
+            for (; !csv.atEnd(); ++i)
+                QCOMPARE(QString(csv.readLine()), QString("%1,%2,%3\n").arg(20 * i).arg(i).arg(i + 1));
+            QCOMPARE(quint64(i), FrameQueue::instance().pushed());
+            QCOMPARE(record->Recorder().Lost(), 0u);
+        }
+        QVERIFY(files[0] != files[1] && QFile::exists(files[0]));
     }
 
     // Once through stock openocd as "openocd (your board)", the simulator's JTAG port as the board with a

@@ -223,6 +223,47 @@ private slots:
         QCOMPARE(r.out.count('\n'), f[4] == "-" ? 0 : args[args.indexOf("--samples") + 1].toInt() + 1);
     }
 
+    // A kill -9 while recording to --output: every frame that arrived is in the file within a moment, even
+    // while the process lives on waiting (the server falls silent after 40 reads), and what a kill leaves
+    // reads line for line as consecutive frames, all but at most a cut last line.
+    // Server | lines to wait for before the kill
+    void outputSurvivesKill_data() {
+        Row::Column();
+        QTest::newRow("server silent") << "silent | 4001";
+        QTest::newRow("streaming") << "streaming | 20000";
+    }
+    void outputSurvivesKill() {
+        const QStringList f = Row::Fields();
+        FakeGdbServer server;
+        server.setSampleSource(realisticSource);
+        if (f[0] == "silent")
+            failAfterReads(server, 40, false);
+        QTemporaryDir dir;
+        QFile csv(dir.filePath("out.csv"));
+        QProcess p;
+        p.start(CAPTURE_EXE, QStringList{"--port", QString::number(server.port()), "--output", csv.fileName(),
+                                         "--stall-timeout", "60"} +
+                                 kVars);
+        const auto lines = [&csv] {
+            csv.open(QIODevice::ReadOnly);
+            const int n = csv.readAll().count('\n');
+            csv.close();
+            return n;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(lines() >= f[1].toInt(), 10000);
+        ::kill(static_cast<pid_t>(p.processId()), SIGKILL);
+        QVERIFY(p.waitForFinished(5000));
+        QVERIFY(csv.open(QIODevice::ReadOnly));
+        QStringList rows = QString(csv.readAll()).split('\n');
+        QCOMPARE(rows.takeFirst(), QString("time,counter,status,wave,temp"));
+        rows.removeLast(); // after the last newline: empty, or a line the kill cut
+        QVERIFY(rows.size() >= f[1].toInt() - 1);
+        for (int i = 0; i < rows.size(); ++i)
+            QVERIFY2(rows[i].section(',', 0, 1) == QString("%1,%2").arg(20 * i).arg(i) &&
+                         rows[i].count(',') == 4,
+                     qPrintable(rows[i]));
+    }
+
     // State at the signal | exit code
     void terminatesCleanlyOnSignal_data() {
         Row::Column();

@@ -4,6 +4,7 @@
 #include "ColumnReduce.h"
 #include "CommonCfg.h"
 #include "DataSource.h"
+#include "FrameQueue.h"
 #include "Row.h"
 #include "TimeAxis.h"
 #include "VarChartView.h"
@@ -53,6 +54,7 @@ private slots:
         QTest::newRow("under a minute") << "5001002 | 05s : 001ms : 002us";
         QTest::newRow("whole day") << "86400000000 | 1d : 00h : 00m : 00s : 000ms : 000us";
         QTest::newRow("top bit") << "9223372036854775808 | 106751991d : 04h : 00m : 54s : 775ms : 808us";
+        QTest::newRow("past 35 minutes") << "2147483648 | 35m : 47s : 483ms : 648us";
     }
     void totalTime() {
         const QStringList f = Row::Fields();
@@ -102,6 +104,8 @@ private slots:
         row("every fifth line", 4864000, 10, 300, "µs", "4864000 4864050");
         row("no room: the outer lines", 4864000, 10, 50, "µs", "4864000 4864090");
         row("s", 12345678, 2000000, 900, "s", "12.3 14.3 16.3 18.3 20.3 22.3 24.3 26.3 28.3 30.3");
+        row("µs past 2^31", 3000000000, 10, 900, "µs",
+            "3000000000 3000000020 3000000040 3000000060 3000000080");
     }
     void timeLabels() {
         QFETCH(double, min);
@@ -133,6 +137,36 @@ private slots:
         QCOMPARE(
             QString("%1 %2").arg(m_chart->ScrollBar()->singleStep()).arg(m_chart->ScrollBar()->pageStep()),
             f[1]);
+    }
+
+    // A run's frames in the ring (time of the first, interval, count): the scroll bar's ends show the oldest
+    // frame and the newest, also past 2^31 us and where the ring spans more than an int counts.
+    void scrollOverLongRun_data() {
+        QTest::addColumn<qint64>("first");
+        QTest::addColumn<qint64>("interval");
+        QTest::newRow("short run") << qint64(0) << qint64(100);
+        QTest::newRow("past 35 minutes") << qint64(3000000000) << qint64(100);
+        QTest::newRow("ring wider than an int") << qint64(3000000000) << qint64(1000000);
+    }
+    void scrollOverLongRun() {
+        QFETCH(qint64, first);
+        QFETCH(qint64, interval);
+        FrameQueue& ring = FrameQueue::instance();
+        ring.init();
+        SampleFrame frame{};
+        for (qint64 i = 0; i < 5000; ++i) {
+            frame.time = uint64_t(first + interval * i);
+            ring.push(frame);
+        }
+        m_chart->HiddenScroll(false);
+        m_chart->ResetXRangeByQueueSize();
+        QScrollBar* scroll = m_chart->ScrollBar();
+        scroll->setValue(scroll->minimum());
+        QCOMPARE(m_chart->AxisX()->min(), double(first));
+        scroll->setValue(scroll->maximum());
+        const double end = double(first + interval * 4999 + 1); // just after the newest
+        QVERIFY2(m_chart->AxisX()->max() <= end && m_chart->AxisX()->max() > end - 3,
+                 qPrintable(QString::number(m_chart->AxisX()->max(), 'f')));
     }
 
     // start index | wheel delta | index afterwards | X range afterwards (mouse at value x0 on [1000, 11000])

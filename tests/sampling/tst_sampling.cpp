@@ -5,6 +5,7 @@
 #include "CommonCfg.h"
 #include "FakeGdbServer.h"
 #include "FrameQueue.h"
+#include "FrameRecorder.h"
 #include "GdbTransport.h"
 #include "GetData.h"
 #include "HssSession.h"
@@ -21,11 +22,14 @@
 #include <QElapsedTimer>
 #include <QRandomGenerator>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QtTest>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <future>
 #include <memory>
+#include <sys/resource.h>
 #include <thread>
 
 namespace {
@@ -704,9 +708,84 @@ private slots:
     }
 
     void pointTime() {
-        // x is the time's low 32 bits taken as a signed number; y the value by its type.
+        // x is the whole time, past 2^32 us too; y the value by its type.
         const QPointF p = GetData::PointOf(frameAt(6442450944ull, 0xfffffffe), 0, kCodeSigned);
-        QCOMPARE(p, QPointF(-2147483648.0, -2.0));
+        QCOMPARE(p, QPointF(6442450944.0, -2.0));
+    }
+
+    // Frames in the ring before the recording starts (frame i: time 3e9 + 10 i, values i and 3 i), frames
+    // pushed while it runs | frame limit | file size limit in bytes | frames written, lost | error
+    void recorder_data() {
+        QTest::addColumn<uint>("before");
+        QTest::addColumn<uint>("during");
+        QTest::addColumn<quint64>("limit");
+        QTest::addColumn<quint64>("fileLimit");
+        QTest::addColumn<quint64>("written");
+        QTest::addColumn<quint64>("lost");
+        QTest::addColumn<QString>("error");
+        using N = quint64;
+        // clang-format off
+        QTest::newRow("as they come") << 0u << 5000u << N(0) << N(0) << N(5000) << N(0) << "";
+        QTest::newRow("across the ring's wrap") << 0u << kQueueCapacity + 10 << N(0) << N(0) << N(kQueueCapacity + 10) << N(0) << "";
+        QTest::newRow("overwritten before taken: lost") << kQueueCapacity + 200000 << 0u << N(0) << N(0) << N(kQueueCapacity - 1) << N(200001) << "";
+        QTest::newRow("limit") << 0u << 1000u << N(300) << N(0) << N(300) << N(0) << "";
+        QTest::newRow("write error ends it") << 0u << 1000u << N(0) << N(9) << N(0) << N(0) << "File too large";
+        // clang-format on
+    }
+    void recorder() {
+        QFETCH(uint, before);
+        QFETCH(uint, during);
+        QFETCH(quint64, fileLimit);
+        FrameQueue& q = FrameQueue::instance();
+        watchList().count = 2;
+        watchList().typeCode[1] = kCodeSigned;
+        SampleFrame f{};
+        f.count = 2;
+        const auto push = [&](uint n) {
+            for (uint i = 0; i < n; ++i) {
+                const uint64_t seq = q.pushed();
+                f.time = 3000000000ull + 10 * seq;
+                f.value[0] = seq;
+                f.value[1] = 3 * seq;
+                q.push(f);
+            }
+        };
+        push(before);
+        QTemporaryDir dir;
+        FrameRecorder::Plan plan{{"b", "a"}, {1, 0}, q.generation(), 0, 0};
+        QFETCH(quint64, limit);
+        plan.limit = limit;
+        const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY}, small{fileLimit, RLIM_INFINITY};
+        std::signal(SIGXFSZ, SIG_IGN); // a write past the limit fails with EFBIG instead
+        QVERIFY(setrlimit(RLIMIT_FSIZE, fileLimit > 0 ? &small : &unlimited) == 0);
+        FrameRecorder recorder;
+        QString error;
+        QVERIFY2(recorder.Start(dir.filePath("rec.csv"), plan, &error), qPrintable(error));
+        // Pushed as fast as a reader can, pausing only while the recorder is half a ring behind.
+        for (uint done = 0; done < during; done += std::min(during - done, 50000u)) {
+            QTRY_VERIFY(recorder.Written() + kQueueCapacity / 2 > q.pushed() - before || recorder.Failed() ||
+                        recorder.Full());
+            push(std::min(during - done, 50000u));
+        }
+        recorder.Stop();
+        setrlimit(RLIMIT_FSIZE, &unlimited);
+        QTEST(quint64(recorder.Written()), "written");
+        QTEST(quint64(recorder.Lost()), "lost");
+        QTEST(recorder.Error(), "error");
+        // The file: the header, then every frame from the first one kept, line for line.
+        QFile file(dir.filePath("rec.csv"));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readLine(), QByteArray("time,b,a\n"));
+        char line[64], expected[64];
+        unsigned long long seq = recorder.Lost();
+        for (; file.readLine(line, sizeof line) > 0; ++seq) {
+            std::snprintf(expected, sizeof expected, "%llu,%llu,%llu\n", 3000000000ull + 10 * seq, 3 * seq,
+                          seq);
+            if (std::strcmp(line, expected) != 0)
+                QFAIL(qPrintable(QString("frame %1: %2").arg(seq).arg(line)));
+        }
+        QCOMPARE(quint64(seq - recorder.Lost()), quint64(recorder.Written()));
+        QCOMPARE(quint64(file.size()), recorder.Bytes());
     }
 
     // Server ("none": nothing listens; "silent": accepts, says nothing) | variables | address of the first |

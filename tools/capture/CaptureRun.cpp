@@ -4,6 +4,7 @@
 #include "CommonCfg.h"
 #include "CsvWriter.h"
 #include "FrameQueue.h"
+#include "FrameRecorder.h"
 #include "HssSession.h"
 #include "MemoryWrite.h"
 #include "SessionEnd.h"
@@ -86,8 +87,26 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
     }
 
     const WatchList& watch = watchList();
+    // Every frame goes out as it arrives, through the recorder the window records with; a triggered
+    // window is written here, once its trigger came.
+    FrameRecorder recorder;
     CsvWriter writer(out, std::vector<int32_t>(watch.typeCode, watch.typeCode + watch.count));
-    writer.writeHeader(names);
+    if (options.triggered) {
+        writer.writeHeader(names);
+    } else {
+        FrameRecorder::Plan plan;
+        plan.names = names;
+        for (int i = 0; i < watch.count; ++i)
+            plan.slotOf << i;
+        plan.generation = samplingGeneration();
+        plan.limit = options.samples > 0 ? static_cast<uint64_t>(options.samples) : 0;
+        QString error;
+        if (!recorder.Start(out, plan, &error)) {
+            stopSampling();
+            std::fprintf(err, "tidewatch-capture: %s\n", qPrintable(error));
+            return 4;
+        }
+    }
 
     FrameQueue& queue = FrameQueue::instance();
     const Clock::time_point begin = Clock::now();
@@ -118,7 +137,9 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
     uint64_t seen = 0;
     bool waiting = options.triggered; // for the trigger
 
-    auto limitReached = [&] { return options.samples > 0 && written >= options.samples; };
+    auto limitReached = [&] {
+        return options.triggered ? options.samples > 0 && written >= options.samples : recorder.Full();
+    };
     auto take = [&] {
         if (!waiting) {
             writer.writeFrame(frame);
@@ -143,6 +164,14 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
     };
     auto drain = [&] {
         int n = 0;
+        if (!options.triggered) {
+            // Frames that arrived, written or not yet: the server answers, and the --set values may go.
+            const uint64_t arrived = queue.generation() == samplingGeneration() ? queue.pushed() : 0;
+            n = arrived != seen ? 1 : 0;
+            seen = arrived;
+            written = static_cast<qint64>(recorder.Written());
+            return n;
+        }
         while (!limitReached() && queue.popForDisplay(frame, 0) == 1) {
             take();
             ++seen;
@@ -151,8 +180,14 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
         return n;
     };
 
+    Clock::time_point flushed = begin;
     for (;;) {
         const int n = drain();
+        // The triggered window reaches the file as it is written, as the recorder's lines do.
+        if (options.triggered && n > 0 && secondsSince(flushed) >= 0.1) {
+            writer.flush();
+            flushed = Clock::now();
+        }
         const uint64_t replies = hssRepliesRead();
         // The frame ring's set-up before the session begins is not the server's time.
         if (n > 0 || replies != repliesSeen || !samplingSessionBegun()) {
@@ -168,7 +203,7 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
         if (options.duration > 0 && secondsSince(begin) >= options.duration &&
             (waiting || !options.triggered))
             break;
-        if (samplingEnded())
+        if (samplingEnded() || recorder.Failed())
             break;
         if (secondsSince(lastProgress) >= options.stallSeconds) {
             stalled = true;
@@ -181,12 +216,14 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
     const bool endedByItself = samplingEnded();
     const int endCode = samplingResult();
     stopSampling();
-    if (!stalled && !waiting)
-        drain(); // what arrived before the stop is kept
+    // What arrived before the stop is kept.
+    recorder.Stop();
+    if (!options.triggered || (!stalled && !waiting))
+        drain();
     writer.flush();
     const double seconds = secondsSince(begin);
 
-    const quint64 lost = queue.overwrittenUnread();
+    const quint64 lost = options.triggered ? queue.overwrittenUnread() : recorder.Lost();
     const SamplingWay way = samplingWay();
     std::fprintf(err, "tidewatch-capture: %lld frames in %.3f s (%.0f frames/s)%s, session end code %d",
                  written, seconds, seconds > 0 ? written / seconds : 0.0,
@@ -199,8 +236,9 @@ int runCapture(const CaptureOptions& options, std::FILE* out, std::FILE* err,
                      static_cast<unsigned long long>(lost));
     std::fprintf(err, "\n");
 
-    if (writer.failed()) {
-        std::fprintf(err, "tidewatch-capture: writing the CSV failed\n");
+    if (writer.failed() || recorder.Failed()) {
+        std::fprintf(err, "tidewatch-capture: writing the CSV failed%s\n",
+                     recorder.Failed() ? qPrintable(": " + recorder.Error()) : "");
         return 4;
     }
     if (stalled) {
