@@ -14,6 +14,7 @@
 #include "RowStatistics.h"
 #include "SamplingModeView.h"
 #include "SelectSymbolsDlg.h"
+#include "StatisticsRunner.h"
 #include "TableDockWidget.h"
 #include "TaskManage.h"
 #include "TimeBase.h"
@@ -83,7 +84,9 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     connect(this, &MainWindow::HiddenScroll, chartWidget, &ChartWidget::HiddenScroll);
     varTable->SetDataSource(dataSource);
     triggerMarks = new TriggerMarks(chartWidget->View());
-    // Twice a second: every frame of the span is read, more than a display tick should carry.
+    // Twice a second, off the GUI thread: every frame of the span is read, far more than a tick carries.
+    statistics = new StatisticsRunner(this);
+    connect(statistics, &StatisticsRunner::Ready, varTable, &VarTableWidget::ShowStatistics);
     statsTimer = new QTimer(this);
     connect(statsTimer, &QTimer::timeout, this, &MainWindow::ShowStatistics);
     statsTimer->start(500);
@@ -437,7 +440,7 @@ void MainWindow::ShowStatistics() {
     const bool between = cursors->HasA() && cursors->HasB();
     const qint64 left = between ? std::min(cursors->A(), cursors->B()) : qint64(std::ceil(axis->min()));
     const qint64 right = between ? std::max(cursors->A(), cursors->B()) : qint64(std::floor(axis->max()));
-    varTable->ShowStatistics(RowStatisticsTexts(left, right, dataSource->RowSlots()));
+    statistics->Request(left, right, RowStatsSources(dataSource->RowSlots()));
 }
 
 void MainWindow::RearmTrigger() {

@@ -14,6 +14,7 @@ class QCheckBox;
 class QComboBox;
 class QLabel;
 class QTimer;
+class StatisticsRunner;
 class QToolBar;
 class RecordControl;
 class SelectSymbolsDlg;
@@ -123,6 +124,7 @@ private:
     TriggerBar* triggerBar = nullptr;
     TriggerMarks* triggerMarks = nullptr;
     QTimer* statsTimer = nullptr;
+    StatisticsRunner* statistics = nullptr;
     CursorPair* cursors = nullptr;
     RecordControl* recording = nullptr;
 

@@ -6,7 +6,7 @@
 #include "SampleValue.h"
 #include "WatchList.h"
 
-QVector<QStringList> RowStatisticsTexts(qint64 left, qint64 right, const QVector<int>& rowSlots) {
+QVector<StatsSource> RowStatsSources(const QVector<int>& rowSlots) {
     const WatchList& watch = watchList();
     QVector<StatsSource> sources;
     for (const int slot : rowSlots) {
@@ -14,6 +14,10 @@ QVector<QStringList> RowStatisticsTexts(qint64 left, qint64 right, const QVector
         sources.append({known ? slot : -1, known ? watch.typeCode[slot] : 0, known ? watch.scale[slot] : 1.0,
                         known ? watch.offset[slot] : 0.0});
     }
+    return sources;
+}
+
+QVector<QStringList> RowStatisticsTexts(qint64 left, qint64 right, const QVector<StatsSource>& sources) {
     const QVector<RowStats> stats = RingStats::Compute(FrameQueue::instance(), left, right, sources);
     QVector<QStringList> texts;
     for (const RowStats& s : stats) {
