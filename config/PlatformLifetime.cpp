@@ -19,7 +19,8 @@ QObject* WatchStopSignals(QObject*, std::function<void()>) {
     return nullptr;
 }
 
-ToolProcess::ToolProcess(QObject* parent) : QProcess(parent), m_parentPid(QCoreApplication::applicationPid()) {}
+ToolProcess::ToolProcess(QObject* parent)
+    : QProcess(parent), m_parentPid(QCoreApplication::applicationPid()) {}
 
 void ToolProcess::setupChildProcess() {}
 
@@ -58,7 +59,8 @@ QObject* WatchStopSignals(QObject* parent, std::function<void()> onStop) {
     return notifier;
 }
 
-ToolProcess::ToolProcess(QObject* parent) : QProcess(parent), m_parentPid(QCoreApplication::applicationPid()) {}
+ToolProcess::ToolProcess(QObject* parent)
+    : QProcess(parent), m_parentPid(QCoreApplication::applicationPid()) {}
 
 // Runs in the child between fork and exec: only async-signal-safe calls. The request is tied to the thread
 // that starts the tool, so tools are started from the GUI thread, which lives as long as the program.

@@ -83,8 +83,8 @@ inline int ConnectWithin(int handle, const sockaddr* address, int length, int ti
         pollfd p{handle, POLLOUT, 0};
         int error = 0;
         socklen_t size = sizeof error;
-        rc = ::poll(&p, 1, timeoutMs) == 1 && ::getsockopt(handle, SOL_SOCKET, SO_ERROR, &error, &size) == 0 &&
-                     error == 0
+        rc = ::poll(&p, 1, timeoutMs) == 1 &&
+                     ::getsockopt(handle, SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0
                  ? 0
                  : -1;
     }

@@ -65,9 +65,10 @@ int gdbConnect(const char* host, uint16_t port) {
     address.sin_addr.s_addr = inet_addr(host);
     // Bounded by the calling thread's deadline, else by a few seconds: Start never hangs on a server host
     // that does not answer.
-    const int limitMs = t_deadlineMs != 0 ? static_cast<int>(std::max<int64_t>(t_deadlineMs - nowMs(), 0))
-                                          : kConnectLimitMs;
-    if (Platform::ConnectWithin(handle, reinterpret_cast<sockaddr*>(&address), sizeof address, limitMs) != 0) {
+    const int limitMs =
+        t_deadlineMs != 0 ? static_cast<int>(std::max<int64_t>(t_deadlineMs - nowMs(), 0)) : kConnectLimitMs;
+    if (Platform::ConnectWithin(handle, reinterpret_cast<sockaddr*>(&address), sizeof address, limitMs) !=
+        0) {
         consolePrint("connect fail !\r\n");
         Platform::CloseSocket(handle);
         consolePrint("LOG>>_Connect failed.\n");
