@@ -10,6 +10,7 @@
 #include "Images.h"
 #include "ProjectDialog.h"
 #include "ProjectOpen.h"
+#include "RebuiltFirmware.h"
 #include "RecordControl.h"
 #include "RowStatistics.h"
 #include "SamplingModeView.h"
@@ -109,13 +110,27 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
 }
 
 MainWindow::~MainWindow() {
-    if (samplingRunning() || stopAct->isEnabled())
-        StopSample();
-    Save();
-    ProjectDialog::EndDebugServer();
+    ShutDown();
     delete sessionTimer;
     delete projectDialog;
     VarParser::SetInstance(nullptr);
+}
+
+void MainWindow::ShutDown() {
+    if (samplingRunning() || stopAct->isEnabled())
+        StopSample();
+    Save();
+    // Runs again at destruction: an OK of the project dialog under way when the window closed may have
+    // started a tool since.
+    ProjectDialog::EndDebugServer();
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    ShutDown();
+    // The project dialog has no parent: left open it would keep the program running without its window.
+    if (projectDialog != nullptr)
+        projectDialog->close();
+    QMainWindow::closeEvent(event);
 }
 
 void MainWindow::CreateActions() {
@@ -287,8 +302,8 @@ void MainWindow::ConnectParts() {
     connect(symbolsDlg, &SelectSymbolsDlg::SelectedDone, varTable,
             &VarTableWidget::UpdateTableWithVariableList);
     connect(varParser, &VarParser::VarListCreate, symbolsDlg, &SelectSymbolsDlg::InitItemAndShow);
-    connect(varParser, &VarParser::VarListChanged, varTable, &VarTableWidget::ClearTable);
-    connect(varParser, &VarParser::VarListChanged, symbolsDlg, &SelectSymbolsDlg::InitItemAndShow);
+    connect(varParser, &VarParser::VarListChanged, this,
+            [this] { FollowRebuiltFirmware(this, *varTable, *symbolsDlg); });
     connect(varParser, &VarParser::VarListWithoutChange, varTable,
             &VarTableWidget::UpdateTableWithVariableList);
     connect(this, &MainWindow::HiddenToolTips, chartWidget, &ChartWidget::SetToolTipsHidden);

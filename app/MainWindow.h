@@ -82,7 +82,15 @@ private slots:
     // The table's min, max, mean and peak-to-peak over every frame of the visible span.
     void ShowStatistics();
 
+protected:
+    // Closing the window ends the program's work at once (see ShutDown), also when a signal closed it.
+    void closeEvent(QCloseEvent* event) override;
+
 private:
+    // What every end of the program does, the window's close, a stop signal and the destruction alike:
+    // sampling stops (and whatever it feeds is flushed), the project is autosaved, the debug tools end.
+    // Safe to run twice.
+    void ShutDown();
     void CreateActions();
     void CreateMenus();
     void CreateToolBar();

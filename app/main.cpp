@@ -3,6 +3,7 @@
 #include "CommandLineConfig.h"
 #include "CommonCfg.h"
 #include "MainWindow.h"
+#include "PlatformLifetime.h"
 #include "PopDialog.h"
 
 #include <QApplication>
@@ -39,6 +40,12 @@ int main(int argc, char* argv[]) {
 
     MainWindow window;
     window.show();
+    // A logout or a `kill` ends the program as closing its windows does: sampling stopped, the project
+    // autosaved, the debug tools ended. Dialogs are closed too, so that none keeps a nested event loop.
+    Platform::WatchStopSignals(&app, [] {
+        QApplication::closeAllWindows();
+        QCoreApplication::quit();
+    });
     const QRect screen = QGuiApplication::screens().first()->geometry();
     window.move((screen.width() - window.width()) / 2, (screen.height() - window.height()) / 2);
 

@@ -152,6 +152,21 @@ bool VarParser::IsDifferent(const QVector<VarDes*>& list) {
     return false;
 }
 
+QString VarParser::FileOf(const VarDes* des) {
+    const auto search = [des](const Catalogue* cat) -> const VarGroup* {
+        for (const VarGroup* group : cat->groupList)
+            if (group->vars.contains(const_cast<VarDes*>(des)))
+                return group;
+        return nullptr;
+    };
+    if (const VarGroup* group = g_current ? search(g_current.get()) : nullptr)
+        return group->name;
+    for (auto it = g_retired.rbegin(); it != g_retired.rend(); ++it)
+        if (const VarGroup* group = search(it->get()))
+            return group->name;
+    return QString();
+}
+
 void VarParser::SetInstance(VarParser* parser) {
     g_instance = parser;
 }

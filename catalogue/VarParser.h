@@ -45,6 +45,10 @@ public:
     // type at any position; scope, size and key do not count.
     static bool IsDifferent(const QVector<VarDes*>& list);
 
+    // The name of the group (compilation unit) that holds the record, in the current catalogue or one it
+    // replaced; empty when none does.
+    static QString FileOf(const VarDes* des);
+
     static void SetInstance(VarParser* parser);
     static VarParser* Instance();
 

@@ -7,6 +7,7 @@
 #else
 #include <arpa/inet.h>
 #include <cerrno>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -50,6 +51,45 @@ inline int ShutdownSocket(int handle) {
     return ::shutdown(static_cast<SOCKET>(handle), SD_BOTH);
 #else
     return ::shutdown(handle, SHUT_RDWR);
+#endif
+}
+
+// Connects within the time: a host that neither accepts nor refuses (a filtered port, an address that
+// does not answer) costs at most `timeoutMs`. 0 when connected, -1 otherwise. The socket stays blocking.
+inline int ConnectWithin(int handle, const sockaddr* address, int length, int timeoutMs) {
+#ifdef _WIN32
+    const SOCKET s = static_cast<SOCKET>(handle);
+    u_long on = 1, off = 0;
+    if (::ioctlsocket(s, FIONBIO, &on) != 0)
+        return -1;
+    int rc = ::connect(s, address, length);
+    if (rc != 0 && ::WSAGetLastError() == WSAEWOULDBLOCK) {
+        WSAPOLLFD p{s, POLLWRNORM, 0};
+        int error = 0, size = sizeof error;
+        rc = ::WSAPoll(&p, 1, timeoutMs) == 1 &&
+                     ::getsockopt(s, SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error), &size) == 0 &&
+                     error == 0
+                 ? 0
+                 : -1;
+    }
+    ::ioctlsocket(s, FIONBIO, &off);
+    return rc == 0 ? 0 : -1;
+#else
+    const int flags = ::fcntl(handle, F_GETFL);
+    if (flags < 0 || ::fcntl(handle, F_SETFL, flags | O_NONBLOCK) != 0)
+        return -1;
+    int rc = ::connect(handle, address, static_cast<socklen_t>(length));
+    if (rc != 0 && errno == EINPROGRESS) {
+        pollfd p{handle, POLLOUT, 0};
+        int error = 0;
+        socklen_t size = sizeof error;
+        rc = ::poll(&p, 1, timeoutMs) == 1 &&
+                     ::getsockopt(handle, SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0
+                 ? 0
+                 : -1;
+    }
+    ::fcntl(handle, F_SETFL, flags);
+    return rc == 0 ? 0 : -1;
 #endif
 }
 

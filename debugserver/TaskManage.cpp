@@ -2,6 +2,7 @@
 
 #include "CommonCfg.h"
 #include "Platform.h"
+#include "PlatformLifetime.h"
 #include "ToolDiscovery.h"
 
 #include <QCoreApplication>
@@ -121,10 +122,7 @@ void TaskManage::SetReporter(std::function<void(const QString&)> reporter) {
 }
 
 void TaskManage::EndDebugProcesses() {
-    QList<QProcess*> started;
-    for (const QPointer<QProcess>& process : g_started)
-        if (process)
-            started << process;
+    QList<QProcess*> started = Started();
     // gdb before its server, so that it does not stay behind waiting for it.
     std::reverse(started.begin(), started.end());
     Platform::EndDebugProcesses(started);
@@ -137,7 +135,7 @@ QString TaskManage::ServerFailure() {
 
 QProcess* TaskManage::Start(const QString& program, const QStringList& arguments,
                             QProcess::ProcessChannelMode channels) {
-    QProcess* process = new QProcess(this);
+    QProcess* process = new Platform::ToolProcess(this);
     g_started << process;
     process->setProcessChannelMode(channels);
     process->start(program, arguments, QIODevice::ReadWrite);
@@ -156,6 +154,25 @@ QProcess* TaskManage::StartGdb(const QStringList& lines) {
     return gdb;
 }
 
+void TaskManage::EndWithServer(QProcess* server, QProcess* gdb) {
+    if (server == nullptr || gdb == nullptr)
+        return;
+    // A gdb left waiting on a dead server counts as a running tool, and the next launch would not start
+    // a new server.
+    connect(server, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), gdb, [gdb] {
+        if (gdb->state() != QProcess::NotRunning)
+            gdb->terminate();
+    });
+}
+
+QList<QProcess*> TaskManage::Started() {
+    QList<QProcess*> started;
+    for (const QPointer<QProcess>& process : g_started)
+        if (process)
+            started << process;
+    return started;
+}
+
 void TaskManage::Drain(QProcess* process) {
     if (process == nullptr)
         return;
@@ -172,8 +189,11 @@ void TaskManage::LaunchJLink() {
     }
     QStringList command = QProcess::splitCommand(JLinkCommand(m_jlinkPath, m_fields));
     const QString program = command.takeFirst();
-    Drain(Start(program, command));
-    Drain(StartGdb(JLinkGdbLines()));
+    QProcess* server = Start(program, command);
+    Drain(server);
+    QProcess* gdb = StartGdb(JLinkGdbLines());
+    Drain(gdb);
+    EndWithServer(server, gdb);
 }
 
 void TaskManage::LaunchOpenocd(const QString& openocdPath) {
@@ -207,6 +227,7 @@ void TaskManage::LaunchOpenocd(const QString& openocdPath) {
         AppendLog(log, "gdb info: ", gdb->readAllStandardOutput());
         Drain(gdb);
     }
+    EndWithServer(server, gdb);
 }
 
 void TaskManage::LaunchSimulator() {
@@ -289,6 +310,7 @@ void TaskManage::LaunchBoard() {
         AppendLog(log, "gdb info: ", gdb->readAllStandardOutput());
         Drain(gdb);
     }
+    EndWithServer(server, gdb);
 }
 
 void TaskManage::BoardFailure(const QString& why, const QString& before) {

@@ -44,6 +44,8 @@ public:
     static bool ServerAnswers(quint16 port);
     // Where failures go; empty: standard output.
     static void SetReporter(std::function<void(const QString&)> reporter);
+    // The tools this program started that still exist, in the order they were started.
+    static QList<QProcess*> Started();
     // Ends the debug server and gdb at exit (see Platform::EndDebugProcesses).
     static void EndDebugProcesses();
     // Why the server for the user's board did not start at the last launch (openocd's last error line,
@@ -61,6 +63,8 @@ private:
     QProcess* Start(const QString& program, const QStringList& arguments,
                     QProcess::ProcessChannelMode channels = QProcess::SeparateChannels);
     QProcess* StartGdb(const QStringList& lines);
+    // Ends gdb once the server it talks to has ended.
+    static void EndWithServer(QProcess* server, QProcess* gdb);
     // Stops keeping the output of a tool that runs on unwatched.
     static void Drain(QProcess* process);
 

@@ -5,6 +5,7 @@
 #include "Platform.h"
 #include "PlatformSocket.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cctype>
 #include <chrono>
@@ -21,6 +22,7 @@ char g_rx[kGdbBufferSize];
 uint32_t g_rxFill = 0;
 uint32_t g_packetSize = 65536;
 std::atomic<bool> g_inStep{false};
+constexpr int kConnectLimitMs = 3000;
 // Absolute deadline in steady milliseconds for the calling thread's receives; 0 means none.
 thread_local int64_t t_deadlineMs = 0;
 
@@ -61,7 +63,12 @@ int gdbConnect(const char* host, uint16_t port) {
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
     address.sin_addr.s_addr = inet_addr(host);
-    if (::connect(handle, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+    // Bounded by the calling thread's deadline, else by a few seconds: Start never hangs on a server host
+    // that does not answer.
+    const int limitMs =
+        t_deadlineMs != 0 ? static_cast<int>(std::max<int64_t>(t_deadlineMs - nowMs(), 0)) : kConnectLimitMs;
+    if (Platform::ConnectWithin(handle, reinterpret_cast<sockaddr*>(&address), sizeof address, limitMs) !=
+        0) {
         consolePrint("connect fail !\r\n");
         Platform::CloseSocket(handle);
         consolePrint("LOG>>_Connect failed.\n");

@@ -10,7 +10,7 @@ PACKAGES=(
   qemu-system-misc
   gdb-multiarch openocd
   gcc-riscv64-unknown-elf
-  xvfb xauth x11-utils imagemagick
+  xvfb xauth x11-utils imagemagick xdotool
   clang-format
   clang-14 libclang-rt-14-dev
   gcovr

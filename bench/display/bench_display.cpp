@@ -35,6 +35,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <sys/resource.h>
 #include <thread>
 #include <vector>
 
@@ -116,10 +117,20 @@ struct Rows {
 struct Result {
     double fps = 0;
     double paintsPerSecond = 0;
+    double cpuMsPerPaint = 0; // every thread of the process, the software rasterizer's included
     QVector<double> latencies;
     QVector<double> toReceived; // arrival to the batch reaching the GUI thread
     QVector<double> displayMs;  // Display with the replaces
 };
+
+// CPU time of the whole process so far: unlike paints per second, its share per paint hardly depends on
+// what else the machine runs.
+double CpuMs() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1e3 +
+           (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e3;
+}
 
 double Quantile(QVector<double> v, double q) {
     if (v.isEmpty())
@@ -213,14 +224,17 @@ Result RunCase(ChartWidget& chart, PaintWatch& watch, bool twoPoints, int second
     sample.start(1000);
     QElapsedTimer ran;
     int paints = 0;
+    double cpuStart = 0;
     QObject::connect(&sample, &QTimer::timeout, &loop, [&] {
         if (ticks == 1) {
             ran.start();
             paints = watch.glPaints;
+            cpuStart = CpuMs();
         }
     });
     loop.exec();
     result.paintsPerSecond = (watch.glPaints - paints) * 1000.0 / ran.elapsed();
+    result.cpuMsPerPaint = (CpuMs() - cpuStart) / std::max(1, watch.glPaints - paints);
     source->StopAcquisition();
     feeding.store(false);
     feeder.join();
@@ -303,6 +317,8 @@ int main(int argc, char** argv) {
                 ceiling.fps);
     std::printf("paints of the curves' OpenGL layer per second: full %.1f, ceiling %.1f\n",
                 full.paintsPerSecond, ceiling.paintsPerSecond);
+    std::printf("CPU per paint (all threads): full %.1f ms, ceiling %.1f ms, trigger %.1f ms\n",
+                full.cpuMsPerPaint, ceiling.cpuMsPerPaint, triggered.cpuMsPerPaint);
     const double ratio = ceiling.paintsPerSecond > 0 ? full.paintsPerSecond / ceiling.paintsPerSecond : 0.0;
     std::printf("ratio: %.2f\n", ratio);
     std::printf("arrival to drawn, full ring: median %.1f ms, p90 %.1f ms, max %.1f ms (%.2f / %.2f ticks "

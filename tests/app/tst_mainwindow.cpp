@@ -11,6 +11,7 @@
 #include "FakeGdbServer.h"
 #include "FrameQueue.h"
 #include "MainWindow.h"
+#include "Platform.h"
 #include "PopDialog.h"
 #include "ProjectDialog.h"
 #include "RecordControl.h"
@@ -19,6 +20,7 @@
 #include "ScreenShot.h"
 #include "SelectSymbolsDlg.h"
 #include "SimChild.h"
+#include "SymbolLoader.h"
 #include "TableDockWidget.h"
 #include "TaskManage.h"
 #include "TriggerBar.h"
@@ -50,6 +52,7 @@
 #include <QtCharts/QValueAxis>
 #include <QtTest>
 #include <algorithm>
+#include <csignal>
 #include <functional>
 
 namespace {
@@ -184,6 +187,21 @@ class MainWindowTest : public QObject {
         Click(project->findChild<QDialogButtonBox*>("buttonBox")->button(QDialogButtonBox::Ok));
         ticker.stop();
         QCOMPARE(m_window->Table()->LineItems().size(), kWatched.size());
+    }
+    // Answers each message box (its text kept) and OKs the selection dialog, until stopped.
+    void AnswerDialogs(QTimer& ticker, QStringList& messages) {
+        connect(&ticker, &QTimer::timeout, [this, &messages] {
+            for (auto* box : m_window->findChildren<QMessageBox*>())
+                if (box->isVisible()) {
+                    messages << box->text();
+                    ScreenShot::Save(box, "rebuilt-removed");
+                    box->button(QMessageBox::Yes)->click();
+                    return;
+                }
+            if (m_window->SymbolsDialog()->isVisible())
+                Click(m_window->SymbolsDialog()->ButtonBox()->button(QDialogButtonBox::Ok));
+        });
+        ticker.start(50);
     }
     // Types the value into amplitude's value cell (Return is the caller's).
     ValueLineEdit* TypeAmplitude(const QString& value) {
@@ -621,6 +639,99 @@ private slots:
             QCOMPARE(record->Recorder().Lost(), 0u);
         }
         QVERIFY(files[0] != files[1] && QFile::exists(files[0]));
+    }
+
+    // The simulator dies while sampling: the window is stopped within 2 s with the end's text. The firmware,
+    // rebuilt meanwhile with its variables elsewhere, is chosen in the project dialog, whose OK starts the
+    // simulator again: the rows follow their variables with their settings, ticked, and Start samples them.
+    // A rebuild without one of the variables then removes its row and names it.
+    void serverDies() {
+        if (QStandardPaths::findExecutable("qemu-system-riscv32").isEmpty() ||
+            TaskManage::ServerAnswers(3333))
+            QSKIP("needs qemu-system-riscv32 and a free port 3333");
+        SetUpProject(1, "Simulator (tidewatch-sim)", "");
+        QVERIFY(!QTest::currentTestFailed());
+        Cell("temperature", "Y Resolutin")->setText("0.1");
+        Item("loop_counter")->showChkBox->click();
+        const QStringList setup = Setup();
+        const QString address = Cell("amplitude", "Address")->text();
+        Click(ToolButton(m_window->StartAction()));
+        QTRY_VERIFY_WITH_TIMEOUT(Newest("loop_counter") > 0 && Newest("amplitude") == 1000, 20000);
+        ::kill(TaskManage::Started().last()->processId(), SIGKILL);
+        // Under a sanitizer the stop chain is slow: three seconds.
+        QTRY_VERIFY_WITH_TIMEOUT(m_window->StartAction()->isEnabled(),
+                                 qEnvironmentVariableIsSet("TIDEWATCH_SANITIZED") ? 3000 : 2000);
+        QVERIFY2(m_window->StatusLabel()->text().startsWith(
+                     "Sampling ended (code 3): the connection to the GDB server was lost"),
+                 qPrintable(m_window->StatusLabel()->text()));
+        m_window->findChild<QMessageBox*>()->close();
+        const double last = Newest("loop_counter");
+
+        m_window->NewAction()->trigger();
+        ProjectDialog* project = m_window->GetProjectDialog();
+        project->findChild<QLineEdit*>("fileEdit")->setText(TIDEWATCH_DEMO_HIGH_ELF);
+        QTimer ticker;
+        QStringList messages;
+        AnswerDialogs(ticker, messages);
+        Click(project->findChild<QDialogButtonBox*>("buttonBox")->button(QDialogButtonBox::Ok));
+        QCOMPARE(Setup(), setup);
+        QVERIFY(Cell("amplitude", "Address")->text() != address);
+        QStringList ticked;
+        for (int i = 0; i < VarParser::VarList().size(); ++i)
+            if (m_window->SymbolsDialog()->CheckBoxes().at(i)->isChecked())
+                ticked << VarParser::VarList().at(i)->name;
+        ticked.sort();
+        QCOMPARE(ticked, kWatched);
+        Click(ToolButton(m_window->StartAction()));
+        QTRY_VERIFY_WITH_TIMEOUT(Newest("loop_counter") != last && Newest("amplitude") == 1000, 20000);
+        Click(ToolButton(m_window->StopAction()));
+
+        QFile list(QDir(ExtractorFolder()).filePath("elf.json"));
+        QVERIFY(list.open(QIODevice::ReadOnly));
+        VarParser::Instance()->ParseText(list.readAll().replace("\"temperature\"", "\"temperature_c\""));
+        ticker.stop();
+        QCOMPARE(messages,
+                 QStringList("These rows are removed: demo-high.elf has no such variable any more, or "
+                             "its type, size or scope changed.\ntemperature"));
+        QCOMPARE(Setup(), setup.filter(QRegularExpression("^(?!temperature )")));
+    }
+
+    // A real tidewatch whose project dialog started the simulator (its keys sent through the X server):
+    // SIGTERM closes it as its window's close does, autosave written; after a kill -9 the system ends its
+    // tools. No tool is left either way.
+    void terminated_data() {
+        QTest::addColumn<int>("signal");
+        QTest::addColumn<bool>("autosaved");
+        QTest::newRow("SIGTERM") << int(SIGTERM) << true;
+        QTest::newRow("SIGKILL") << int(SIGKILL) << false;
+    }
+    void terminated() {
+        QFETCH(int, signal);
+        QFETCH(bool, autosaved);
+        if (QStandardPaths::findExecutable("qemu-system-riscv32").isEmpty() ||
+            QStandardPaths::findExecutable("xdotool").isEmpty() || TaskManage::ServerAnswers(3333))
+            QSKIP("needs qemu-system-riscv32, xdotool and a free port 3333");
+        CommonCfg::InitStartup(QCoreApplication::applicationDirPath());
+        QFile::remove(CommonCfg::AutosavePath());
+        QProcess tidewatch;
+        tidewatch.setStandardOutputFile(QProcess::nullDevice()); // a full pipe would stop it
+        tidewatch.setStandardErrorFile(QProcess::nullDevice());
+        tidewatch.start(QCoreApplication::applicationDirPath() + "/tidewatch",
+                        {"-c", QString("corvane X tidewatch-sim swd 4000 ") + TIDEWATCH_DEMO_ELF});
+        // OK in the project dialog ("Options" with "c"), then the selection dialog it opens closed, until the
+        // simulator serves. A key that comes before a window is ready is lost: they are sent again.
+        const auto press = [](const char* title, const char* key) {
+            QProcess::execute("xdotool", {"search", "--onlyvisible", "--name", QString("^%1$").arg(title),
+                                          "key", "--window", "%1", key});
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(TaskManage::ServerAnswers(3333) ||
+                                     (press("Options", "Return"), press("Select Symbols", "Escape"), false),
+                                 30000);
+        ::kill(tidewatch.processId(), signal);
+        QVERIFY(tidewatch.waitForFinished(10000));
+        QCOMPARE(QFile::exists(CommonCfg::AutosavePath()), autosaved);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            !TaskManage().IsRunning() && !Platform::IsImageRunning("qemu-system-riscv32"), 10000);
     }
 
     // Once through stock openocd as "openocd (your board)", the simulator's JTAG port as the board with a

@@ -8,6 +8,7 @@
 
 #include <QtNetwork>
 #include <QtTest>
+#include <csignal>
 
 namespace {
 const QString kServerFail =
@@ -133,8 +134,13 @@ private slots:
         QCOMPARE(Read("log.txt"),
                  logged ? "openocd info: \n" + QString(f[4].isEmpty() ? "" : "gdb info: \n") : "(none)");
 
-        // The clean-up ends what the launcher started, and only that.
+        // A server that dies takes its gdb along: no gdb is left that the next launch takes for a server.
         const QString server = Read("server.pid").trimmed();
+        if (!f[4].isEmpty()) {
+            ::kill(server.toInt(), SIGKILL);
+            QTRY_COMPARE(TaskManage::Started().last()->state(), QProcess::NotRunning);
+        }
+        // The clean-up ends what the launcher started, and only that.
         TaskManage::EndDebugProcesses();
         QVERIFY(!QFileInfo::exists("/proc/" + server));
         QCOMPARE(bystander.state(), QProcess::Running);

@@ -3,6 +3,7 @@
 #include "CatalogueFile.h"
 #include "ErrorBox.h"
 #include "Images.h"
+#include "RebuiltMatch.h"
 #include "Row.h"
 #include "SelectSymbolsDlg.h"
 
@@ -125,6 +126,46 @@ private slots:
         // Unchanged keeps the very records handed out; a change replaces them, the old ones stay readable.
         if (before != nullptr)
             QCOMPARE(VarParser::VarList().value(0) == before, f[2] != "010");
+    }
+
+    // Every variable of the first catalogue is a row; the firmware is rebuilt: the catalogue before, after,
+    // and the address each row follows to ("-": the row is removed).
+    void rebuilt_data() {
+        QTest::addColumn<QString>("before");
+        QTest::addColumn<QString>("after");
+        QTest::addColumn<QStringList>("addresses");
+        QTest::newRow("moved") << "a.c=s:20000000:int, g:20000004:float"
+                               << "a.c=g:20000010:float, s:20000014:int"
+                               << QStringList{"20000014", "20000010"};
+        QTest::newRow("type, size, scope, encoding changed")
+            << "a.c=t:20000000:int, z:20000004:short:global:2, c:20000008:int, "
+               "e:2000000c:int32_t:global:4:signed"
+            << "a.c=t:20000100:float, z:20000104:short:global:4, c:20000108:int:static, "
+               "e:2000010c:int32_t:global:4:unsigned"
+            << QStringList{"-", "-", "-", "-"};
+        QTest::newRow("renamed, gone") << "a.c=speed:20000000:int, old:20000004:int"
+                                       << "a.c=Speed:20000000:int" << QStringList{"-", "-"};
+        QTest::newRow("a global may change files, a static not")
+            << "a.c=g:20000000:int, s:20000004:int:static"
+            << "b.c=g:20000010:int, s:20000014:int:static" << QStringList{"20000010", "-"};
+        QTest::newRow("statics of one name keep their files")
+            << "a.c=n:20000000:int:static;b.c=n:20000004:int:static"
+            << "b.c=n:20000010:int:static;a.c=n:20000014:int:static" << QStringList{"20000014", "20000010"};
+        QTest::newRow("one record for one row") << "a.c=x:20000000:int, x:20000004:int"
+                                                << "a.c=x:20000010:int" << QStringList{"20000010", "-"};
+    }
+    void rebuilt() {
+        QFETCH(QString, before);
+        QFETCH(QString, after);
+        QVERIFY(LoadCatalogue(before));
+        QVector<const VarParser::VarDes*> rows;
+        for (const VarParser::VarDes* des : VarParser::VarList())
+            rows << des;
+        QVERIFY(LoadCatalogue(after));
+        QStringList addresses;
+        for (const VarParser::VarDes* des : MatchRebuilt(rows))
+            addresses << (des != nullptr ? des->address : "-");
+        QTEST(addresses, "addresses");
     }
 
     // The dialog's texts, and the compiled-in icons: each loads as its own 32 x 32 picture drawn on a
