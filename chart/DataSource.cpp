@@ -52,7 +52,7 @@ QVector<QPointF> DrawnPoints(QXYSeries& series, const QVector<QPointF>& all) {
         ratio = chart->scene()->views().first()->devicePixelRatioF();
     const double columns = chart->plotArea().width() * ratio;
     hssSettings().displayColumns.store(columns);
-    if (columns < 1 || all.size() <= 4 * columns)
+    if (columns < 1 || all.size() <= 2 * columns)
         return all;
     double min = axis->min();
     double max = axis->max();

@@ -6,7 +6,7 @@
 namespace ColumnReduce {
 
 QVector<QPointF> Reduce(const QVector<QPointF>& points, double origin, double columnWidth) {
-    if (!(columnWidth > 0) || points.size() <= 4)
+    if (!(columnWidth > 0) || points.size() <= 2)
         return points;
     QVector<QPointF> out;
     out.reserve(points.size());
@@ -25,13 +25,9 @@ QVector<QPointF> Reduce(const QVector<QPointF>& points, double origin, double co
                 high = last;
         }
         // In time order, each kept point once.
-        int kept[4] = {first, std::min(low, high), std::max(low, high), last};
-        int previous = -1;
-        for (int index : kept) {
-            if (index != previous)
-                out.append(points[index]);
-            previous = index;
-        }
+        out.append(points[std::min(low, high)]);
+        if (low != high)
+            out.append(points[std::max(low, high)]);
         first = last + 1;
     }
     return out;

@@ -33,10 +33,10 @@ public:
     // The point a frame entry becomes: x = the frame's time in microseconds, y = the value as its type
     // code reads it.
     static QPointF PointOf(const SampleFrame& frame, int index, int32_t typeCode);
-    // Thins a drained live span to the first, lowest, highest and last point of each pixel column of
-    // the plot (hssSettings().displayColumns), over the X range the chart gives the newest data. The
-    // chart would keep the same points after scaling them, as scaling keeps a column's extremes: here,
-    // off the GUI thread, it takes in a fraction of them.
+    // Thins a drained live span to the lowest and highest point of each pixel column of the plot
+    // (hssSettings().displayColumns), over the X range the chart gives the newest data. The chart would keep
+    // the same points after scaling them, as scaling keeps a column's extremes: here, off the GUI thread, it
+    // takes in a fraction of them.
     static void ThinLive(QVector<QVector<QPointF>>& dataValue);
     static void RegisterMetaTypes();
 
