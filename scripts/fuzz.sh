@@ -1,15 +1,21 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer targets with clang (ASan+UBSan) and runs each for SECONDS (default 20) from its
-# seed corpus; fails on any crash, hang, leak or sanitizer report.
-#   scripts/fuzz.sh [SECONDS]
+# seed corpus; fails on any crash, hang, leak or sanitizer report. "build" only builds them, "run" only
+# runs what was built (the test command builds them while other tests run).
+#   scripts/fuzz.sh [build | run] [SECONDS]
 set -euo pipefail
 cd "$(dirname "$0")/.."
+phase=all
+if [ "${1:-}" = build ] || [ "${1:-}" = run ]; then
+    phase=$1
+    shift
+fi
 seconds=${1:-20}
 dir=build-fuzz
 mkdir -p "$dir"
 log="$dir/build.log"
 # Like the sanitizer trees of the test script: combined sources, line tables only, no benchmarks.
-if ! { CC=clang-14 CXX=clang++-14 cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=Debug -DTIDEWATCH_SANITIZE=fuzz \
+if [ "$phase" != run ] && ! { CC=clang-14 CXX=clang++-14 cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=Debug -DTIDEWATCH_SANITIZE=fuzz \
          -DTIDEWATCH_WERROR=ON -DTIDEWATCH_BENCHMARKS=OFF -DCMAKE_UNITY_BUILD=ON -DCMAKE_CXX_FLAGS_DEBUG=-g1 \
          -DCMAKE_C_FLAGS_DEBUG=-g1 &&
        cmake --build "$dir" -j"$(nproc)" --target $(cut -d= -f1 "$dir/fuzzers.txt"); } >"$log" 2>&1; then
@@ -17,6 +23,8 @@ if ! { CC=clang-14 CXX=clang++-14 cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=Debug 
     echo "build of the fuzz targets failed (full log: $log)" >&2
     exit 1
 fi
+
+[ "$phase" != build ] || exit 0
 
 # One target per core at a time; each reports when it ends.
 fuzz_one() {
