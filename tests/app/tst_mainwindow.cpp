@@ -358,6 +358,8 @@ private slots:
         QVERIFY(bar->StatusLabel()->isHidden());
         Item("loop_counter")->showChkBox->click();
         Click(ToolButton(m_window->StartAction()));
+        // The last row's curve has its points before the picture: a loaded machine may take a while.
+        QTRY_VERIFY_WITH_TIMEOUT(m_window->Chart()->SeriesList().last()->count() > 1, 15000);
         // Mid-edit: the picture shows every row's colour as a curve and only the edited cell framed in blue.
         ValueLineEdit* amplitude = TypeAmplitude("2500");
         QVERIFY(amplitude->hasFocus());
