@@ -52,6 +52,7 @@ int RunCapture(const Options& options) {
     QElapsedTimer clock;
     clock.start();
     double nextLine = options.everySeconds;
+    double lineBefore = 0, cpuBefore = 0;
     // The tool ends by itself after --duration; a minute more is a hang.
     while (!capture.waitForFinished(250) && capture.state() != QProcess::NotRunning) {
         const double seconds = clock.elapsed() / 1000.0;
@@ -62,6 +63,7 @@ int RunCapture(const Options& options) {
             break;
         }
         const double resident = ResidentMb(pid);
+        const double cpu = CpuSeconds(pid);
         const uint64_t lines = follower.Lines();
         if (resident < 0 || seconds >= options.seconds)
             continue; // ending: the figures of the run are taken
@@ -72,12 +74,15 @@ int RunCapture(const Options& options) {
             run.filledAt = seconds;
         }
         run.residentEnd = resident;
+        run.cpuPercent = 100 * cpu / seconds;
         if (seconds >= nextLine) {
             Progress p;
             p.seconds = seconds;
-            p.received = lines; // what the file shows of it
             p.recorded = lines;
             p.residentMb = resident;
+            p.cpuPercent = 100 * (cpu - cpuBefore) / (seconds - lineBefore);
+            cpuBefore = cpu;
+            lineBefore = seconds;
             run.progress << p;
             PrintProgress(p, false);
             nextLine += options.everySeconds;

@@ -10,6 +10,7 @@
 #include <QRegularExpression>
 #include <algorithm>
 #include <cstdio>
+#include <unistd.h>
 
 namespace Soak {
 
@@ -60,6 +61,24 @@ double ResidentMb(qint64 pid) {
     return -1;
 }
 
+double CpuSeconds(qint64 pid) {
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly))
+        return -1;
+    // After the command's closing parenthesis: state is field 3, utime and stime fields 14 and 15.
+    const QByteArray text = stat.readAll();
+    const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
+    if (fields.size() < 13)
+        return -1;
+    return (fields[11].toDouble() + fields[12].toDouble()) / double(sysconf(_SC_CLK_TCK));
+}
+
+double FpsOf(const QString& label) {
+    bool ok = false;
+    const double fps = label.section(QLatin1Char(' '), 1, 1).toDouble(&ok);
+    return label.startsWith(QLatin1String("FPS: ")) && ok ? fps : -1;
+}
+
 bool ListDemoVariables(const QString& dir, QString* error) {
     QProcess extractor;
     extractor.setWorkingDirectory(dir);
@@ -84,13 +103,6 @@ QString Mb(double mb) {
     return mb < 0 ? QStringLiteral("?") : QStringLiteral("%1 MB").arg(mb, 0, 'f', 1);
 }
 
-// The number of an "FPS: %0" text, -1 without one.
-double FpsOf(const QString& label) {
-    bool ok = false;
-    const double fps = label.section(QLatin1Char(' '), 1, 1).toDouble(&ok);
-    return ok ? fps : -1;
-}
-
 void Line(const char* what, const QString& text) {
     std::printf("  %-17s %s\n", what, qPrintable(text));
 }
@@ -98,18 +110,17 @@ void Line(const char* what, const QString& text) {
 } // namespace
 
 void PrintProgressHeading(bool window) {
-    std::printf("  %6s %12s %12s %10s%s\n", "time", "received", "recorded", "VmRSS",
-                window ? "  display (label, curve paints/s)" : "");
+    std::printf("  %6s %12s %12s %10s %5s%s\n", "time", "received", "recorded", "VmRSS", "CPU",
+                window ? "  display: FPS label mean (lowest), curve paints/s" : "");
     std::fflush(stdout);
 }
 
 void PrintProgress(const Progress& p, bool window) {
-    std::printf("  %6s %12llu %12llu %10s", qPrintable(Clock(p.seconds)),
-                static_cast<unsigned long long>(p.received), static_cast<unsigned long long>(p.recorded),
-                qPrintable(Mb(p.residentMb)));
+    std::printf("  %6s %12s %12llu %10s %4.0f%%", qPrintable(Clock(p.seconds)),
+                p.received == Progress::Unknown ? "-" : qPrintable(QString::number(p.received)),
+                static_cast<unsigned long long>(p.recorded), qPrintable(Mb(p.residentMb)), p.cpuPercent);
     if (window)
-        std::printf("  %s, %.1f", qPrintable(p.fpsLabel.isEmpty() ? QStringLiteral("no label") : p.fpsLabel),
-                    p.paintsPerSecond);
+        std::printf("  %.1f (%.0f), %.1f", p.fpsMean, p.fpsLowest, p.paintsPerSecond);
     std::printf("\n");
     std::fflush(stdout);
 }
@@ -196,32 +207,38 @@ int PrintReport(const Options& options, const RunFigures& run) {
                       .arg(kQueueCapacity * interval / 1e6, 0, 'f', 0);
     }
     Line("memory (VmRSS)", memory);
+    if (run.cpuPercent >= 0)
+        Line("CPU", QStringLiteral("%1 % of one core over the run").arg(run.cpuPercent, 0, 'f', 0));
 
     bool steady = true;
     if (run.window) {
-        // The first line's second includes the start; the rest should agree.
-        QVector<double> rates;
+        // The first line includes the start; the others should agree.
+        QVector<double> means;
+        double lowest = -1;
         for (const Progress& p : run.progress)
-            if (FpsOf(p.fpsLabel) >= 0)
-                rates << FpsOf(p.fpsLabel);
-        if (rates.size() > 1)
-            rates.removeFirst();
-        if (rates.isEmpty()) {
+            if (p.fpsMean >= 0) {
+                means << p.fpsMean;
+                lowest = lowest < 0 ? p.fpsLowest : std::min(lowest, p.fpsLowest);
+            }
+        if (means.size() > 1)
+            means.removeFirst();
+        if (means.isEmpty()) {
             Line("display rate", QStringLiteral("no \"FPS\" label seen"));
             steady = false;
         } else {
-            QVector<double> sorted = rates;
+            QVector<double> sorted = means;
             std::sort(sorted.begin(), sorted.end());
             const double median = sorted[sorted.size() / 2];
             steady = sorted.first() >= 0.8 * median;
             Line("display rate",
-                 QStringLiteral("\"FPS\" label %1 to %2, median %3 over %4 progress lines%5")
-                     .arg(sorted.first())
-                     .arg(sorted.last())
-                     .arg(median)
-                     .arg(rates.size())
+                 QStringLiteral("\"FPS\" label %1 to %2 on average between progress lines, median "
+                                "%3, lowest single reading %4%5")
+                     .arg(sorted.first(), 0, 'f', 1)
+                     .arg(sorted.last(), 0, 'f', 1)
+                     .arg(median, 0, 'f', 1)
+                     .arg(lowest)
                      .arg(steady ? QStringLiteral(": steady")
-                                 : QStringLiteral(": NOT steady (the lowest under 80 % of the median)")));
+                                 : QStringLiteral(": NOT steady (an average under 80 % of the median)")));
         }
     }
     const bool lostNone = missing == 0 && run.recorderLost == 0 && f.frames == run.recorderWritten &&

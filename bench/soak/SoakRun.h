@@ -24,14 +24,18 @@ inline QString CounterName() {
     return QStringLiteral("uptime_us");
 }
 
-// One progress line: what had arrived, been written and was resident at that moment of the run.
+// One progress line: what had arrived, been written and was resident at that moment of the run, and what
+// happened since the line before.
 struct Progress {
+    static constexpr uint64_t Unknown = ~uint64_t(0);
     double seconds = 0;
-    uint64_t received = 0;
+    uint64_t received = Unknown;
     uint64_t recorded = 0;
     double residentMb = -1;
-    QString fpsLabel;            // the window's "FPS: %0" text
-    double paintsPerSecond = -1; // paints of the curves since the line before
+    double cpuPercent = -1; // of one core, by the process
+    double fpsMean = -1;    // the window's "FPS: %0" label, read four times a second
+    double fpsLowest = -1;
+    double paintsPerSecond = -1; // paints of the curves
 };
 
 // The simulator's own account of its sampling session, from the line it prints at the session's end.
@@ -59,11 +63,16 @@ struct RunFigures {
     double filledAt = -1;       // seconds into the run
     double residentEnd = -1;
     QVector<Progress> progress;
-    QString failure; // why the run did not complete, if it did not
+    double cpuPercent = -1; // of one core, by the process, over the run
+    QString failure;        // why the run did not complete, if it did not
 };
 
 // VmRSS of a process in MB from /proc/PID/status; -1 when it cannot be read.
 double ResidentMb(qint64 pid);
+// User and system CPU time of a process in seconds from /proc/PID/stat; -1 when it cannot be read.
+double CpuSeconds(qint64 pid);
+// The number of an "FPS: %0" text; -1 without one.
+double FpsOf(const QString& label);
 // Runs the extractor on the demo firmware, leaving elf.json in `dir`.
 bool ListDemoVariables(const QString& dir, QString* error);
 // The demo firmware and the programs a run starts.

@@ -24,6 +24,7 @@
 #include <QLineEdit>
 #include <QTimer>
 #include <QWindow>
+#include <algorithm>
 #include <cstdio>
 
 namespace Soak {
@@ -131,7 +132,10 @@ int RunWindow(const Options& options) {
     window->StartAction()->trigger();
     double nextLine = options.everySeconds;
     uint64_t paintsBefore = 0;
-    double lineBefore = 0;
+    double lineBefore = 0, cpuBefore = CpuSeconds(pid);
+    const double cpuAtStart = cpuBefore;
+    double fpsSum = 0, fpsLowest = -1;
+    int fpsReadings = 0;
     QEventLoop loop;
     QTimer monitor;
     QObject::connect(&monitor, &QTimer::timeout, [&] {
@@ -142,6 +146,13 @@ int RunWindow(const Options& options) {
             return;
         }
         const double resident = ResidentMb(pid);
+        const double cpu = CpuSeconds(pid);
+        const double fps = FpsOf(window->Chart()->FpsLabel()->text());
+        if (fps >= 0) {
+            fpsSum += fps;
+            ++fpsReadings;
+            fpsLowest = fpsLowest < 0 ? fps : std::min(fpsLowest, fps);
+        }
         const uint64_t received = ring.generation() == samplingGeneration() ? ring.pushed() : 0;
         if (run.residentStart < 0 && received > 0)
             run.residentStart = resident;
@@ -150,16 +161,23 @@ int RunWindow(const Options& options) {
             run.filledAt = seconds;
         }
         run.residentEnd = resident;
+        run.cpuPercent = 100 * (cpu - cpuAtStart) / seconds;
         if (seconds >= nextLine) {
             Progress p;
             p.seconds = seconds;
             p.received = received;
             p.recorded = recorder.Written();
             p.residentMb = resident;
-            p.fpsLabel = window->Chart()->FpsLabel()->text();
+            p.cpuPercent = 100 * (cpu - cpuBefore) / (seconds - lineBefore);
+            p.fpsMean = fpsReadings > 0 ? fpsSum / fpsReadings : -1;
+            p.fpsLowest = fpsLowest;
             p.paintsPerSecond = (paints.paints - paintsBefore) / (seconds - lineBefore);
             paintsBefore = paints.paints;
+            cpuBefore = cpu;
             lineBefore = seconds;
+            fpsSum = 0;
+            fpsReadings = 0;
+            fpsLowest = -1;
             run.progress << p;
             PrintProgress(p, true);
             nextLine += options.everySeconds;
@@ -171,6 +189,9 @@ int RunWindow(const Options& options) {
     loop.exec();
     monitor.stop();
     run.seconds = clock.elapsed() / 1000.0;
+    const QString picture = QDir(options.outDir).filePath(QStringLiteral("window-end.png"));
+    if (window->grab().save(picture))
+        std::printf("  the window before Stop: %s\n", qPrintable(picture));
     if (window->StopAction()->isEnabled())
         window->StopAction()->trigger();
     qApp->removeEventFilter(&paints);
