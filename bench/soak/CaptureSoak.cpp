@@ -81,6 +81,7 @@ int RunCapture(const Options& options) {
             p.recorded = lines;
             p.residentMb = resident;
             p.cpuPercent = 100 * (cpu - cpuBefore) / (seconds - lineBefore);
+            p.load = LoadAverage();
             cpuBefore = cpu;
             lineBefore = seconds;
             run.progress << p;

@@ -73,6 +73,14 @@ double CpuSeconds(qint64 pid) {
     return (fields[11].toDouble() + fields[12].toDouble()) / double(sysconf(_SC_CLK_TCK));
 }
 
+double LoadAverage() {
+    QFile loadavg(QStringLiteral("/proc/loadavg"));
+    bool ok = false;
+    const double load =
+        loadavg.open(QIODevice::ReadOnly) ? loadavg.readAll().split(' ').value(0).toDouble(&ok) : -1;
+    return ok ? load : -1;
+}
+
 double FpsOf(const QString& label) {
     bool ok = false;
     const double fps = label.section(QLatin1Char(' '), 1, 1).toDouble(&ok);
@@ -110,17 +118,19 @@ void Line(const char* what, const QString& text) {
 } // namespace
 
 void PrintProgressHeading(bool window) {
-    std::printf("  %6s %12s %12s %10s %5s%s\n", "time", "received", "recorded", "VmRSS", "CPU",
-                window ? "  display: FPS label mean (lowest), curve paints/s" : "");
+    std::printf("  %6s %12s %12s %10s %5s %5s%s\n", "time", "received", "recorded", "VmRSS", "CPU", "load",
+                window ? "  display: FPS label mean (lowest), curve paints/s, CPU a batch" : "");
     std::fflush(stdout);
 }
 
 void PrintProgress(const Progress& p, bool window) {
-    std::printf("  %6s %12s %12llu %10s %4.0f%%", qPrintable(Clock(p.seconds)),
+    std::printf("  %6s %12s %12llu %10s %4.0f%% %5.2f", qPrintable(Clock(p.seconds)),
                 p.received == Progress::Unknown ? "-" : qPrintable(QString::number(p.received)),
-                static_cast<unsigned long long>(p.recorded), qPrintable(Mb(p.residentMb)), p.cpuPercent);
+                static_cast<unsigned long long>(p.recorded), qPrintable(Mb(p.residentMb)), p.cpuPercent,
+                p.load);
     if (window)
-        std::printf("  %.1f (%.0f), %.1f", p.fpsMean, p.fpsLowest, p.paintsPerSecond);
+        std::printf("  %.1f (%.0f), %.1f, %.1f ms", p.fpsMean, p.fpsLowest, p.paintsPerSecond,
+                    p.cpuMsPerBatch);
     std::printf("\n");
     std::fflush(stdout);
 }
@@ -213,15 +223,18 @@ int PrintReport(const Options& options, const RunFigures& run) {
     bool steady = true;
     if (run.window) {
         // The first line includes the start; the others should agree.
-        QVector<double> means;
+        QVector<double> means, costs;
         double lowest = -1;
         for (const Progress& p : run.progress)
             if (p.fpsMean >= 0) {
                 means << p.fpsMean;
+                costs << p.cpuMsPerBatch;
                 lowest = lowest < 0 ? p.fpsLowest : std::min(lowest, p.fpsLowest);
             }
-        if (means.size() > 1)
+        if (means.size() > 1) {
             means.removeFirst();
+            costs.removeFirst();
+        }
         if (means.isEmpty()) {
             Line("display rate", QStringLiteral("no \"FPS\" label seen"));
             steady = false;
@@ -239,6 +252,11 @@ int PrintReport(const Options& options, const RunFigures& run) {
                      .arg(lowest)
                      .arg(steady ? QStringLiteral(": steady")
                                  : QStringLiteral(": NOT steady (an average under 80 % of the median)")));
+            // A rate that falls while the cost of a batch stays is the machine's doing, not the display's.
+            std::sort(costs.begin(), costs.end());
+            Line("display cost", QStringLiteral("%1 to %2 ms of the process's CPU per batch drawn")
+                                     .arg(costs.first(), 0, 'f', 1)
+                                     .arg(costs.last(), 0, 'f', 1));
         }
     }
     const bool lostNone = missing == 0 && run.recorderLost == 0 && f.frames == run.recorderWritten &&

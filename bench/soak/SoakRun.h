@@ -33,9 +33,11 @@ struct Progress {
     uint64_t recorded = 0;
     double residentMb = -1;
     double cpuPercent = -1; // of one core, by the process
+    double load = -1;       // the machine's load average over the last minute
     double fpsMean = -1;    // the window's "FPS: %0" label, read four times a second
     double fpsLowest = -1;
     double paintsPerSecond = -1; // paints of the curves
+    double cpuMsPerBatch = -1;   // the process's CPU per batch the display drew
 };
 
 // The simulator's own account of its sampling session, from the line it prints at the session's end.
@@ -71,6 +73,8 @@ struct RunFigures {
 double ResidentMb(qint64 pid);
 // User and system CPU time of a process in seconds from /proc/PID/stat; -1 when it cannot be read.
 double CpuSeconds(qint64 pid);
+// The machine's load average over the last minute; -1 when it cannot be read.
+double LoadAverage();
 // The number of an "FPS: %0" text; -1 without one.
 double FpsOf(const QString& label);
 // Runs the extractor on the demo firmware, leaving elf.json in `dir`.

@@ -169,7 +169,10 @@ int RunWindow(const Options& options) {
             p.recorded = recorder.Written();
             p.residentMb = resident;
             p.cpuPercent = 100 * (cpu - cpuBefore) / (seconds - lineBefore);
+            p.load = LoadAverage();
             p.fpsMean = fpsReadings > 0 ? fpsSum / fpsReadings : -1;
+            if (p.fpsMean > 0)
+                p.cpuMsPerBatch = 1000 * (cpu - cpuBefore) / (p.fpsMean * (seconds - lineBefore));
             p.fpsLowest = fpsLowest;
             p.paintsPerSecond = (paints.paints - paintsBefore) / (seconds - lineBefore);
             paintsBefore = paints.paints;

@@ -11,6 +11,7 @@
 #include <QFont>
 #include <QProcess>
 #include <QStandardPaths>
+#include <QTemporaryDir>
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -117,6 +118,10 @@ int StartWindowRun(const Soak::Options& options) {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     if (!environment.contains(QStringLiteral("QT_QPA_PLATFORM")))
         environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    // Qt wants a private runtime folder and warns without one (as under a bare xvfb-run).
+    QTemporaryDir runtime;
+    if (!environment.contains(QStringLiteral("XDG_RUNTIME_DIR")) && runtime.isValid())
+        environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime.path());
     child.setProcessEnvironment(environment);
     child.start(program, arguments);
     if (!child.waitForFinished(-1) || child.exitStatus() != QProcess::NormalExit) {
