@@ -145,6 +145,7 @@ QByteArray GdbSession::HssStartCommand(const QByteArray& arguments) {
     m_sampler = std::make_unique<HssSampler>(m_ram, std::move(start));
     m_sampler->Start();
     m_droppedReported = 0;
+    m_sent = 0;
     return Ok;
 }
 
@@ -171,6 +172,7 @@ QByteArray GdbSession::HssReadCommand(const QByteArray& arguments, RspResponse& 
     if (!m_sampler)
         return ErrorReply; // no session: a read before Start, or after Stop
     const std::size_t taken = m_sampler->Ring().Take(std::min(maxSamples, MaxSamplesPerRead), response.raw);
+    m_sent += taken;
     const std::uint64_t dropped = m_sampler->Ring().Dropped();
     if (dropped > m_droppedReported) {
         std::fprintf(stderr, "tidewatch-sim: client %d: sample buffer full, %llu samples dropped so far\n",
@@ -187,10 +189,10 @@ void GdbSession::StopSampling() {
     std::fprintf(
         stderr,
         "tidewatch-sim: client %d: sampling stopped: %llu samples taken, %llu dropped (buffer full), "
-        "%llu slots missed\n",
+        "%llu slots missed, %llu sent\n",
         m_clientId, static_cast<unsigned long long>(m_sampler->Taken()),
         static_cast<unsigned long long>(m_sampler->Ring().Dropped()),
-        static_cast<unsigned long long>(m_sampler->Missed()));
+        static_cast<unsigned long long>(m_sampler->Missed()), static_cast<unsigned long long>(m_sent));
     m_sampler.reset();
 }
 

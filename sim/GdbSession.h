@@ -59,6 +59,8 @@ private:
     std::unique_ptr<HssSampler> m_sampler;
     std::uint64_t m_readsAnswered = 0;
     std::uint64_t m_droppedReported = 0;
+    // Records handed to the client in read replies this sampling session.
+    std::uint64_t m_sent = 0;
     bool m_running = false; // after 'c': a stop reply is owed on interrupt
 };
 
