@@ -52,7 +52,9 @@ QVector<QPointF> DrawnPoints(QXYSeries& series, const QVector<QPointF>& all) {
         ratio = chart->scene()->views().first()->devicePixelRatioF();
     const double columns = chart->plotArea().width() * ratio;
     hssSettings().displayColumns.store(columns);
-    if (columns < 1 || all.size() <= 2 * columns)
+    // Two a column, a part column at either edge and the span's ends: as thin as the display worker leaves
+    // it.
+    if (columns < 1 || all.size() <= 2 * (std::ceil(columns) + 2))
         return all;
     double min = axis->min();
     double max = axis->max();

@@ -24,10 +24,16 @@ QVector<QPointF> Reduce(const QVector<QPointF>& points, double origin, double co
             if (points[last].y() > points[high].y())
                 high = last;
         }
-        // In time order, each kept point once.
-        out.append(points[std::min(low, high)]);
-        if (low != high)
-            out.append(points[std::max(low, high)]);
+        // In time order, each kept point once; the span's first and last points too, so that the curve
+        // and the X range it gives start and end where the data does.
+        const int kept[4] = {first == 0 ? 0 : std::min(low, high), std::min(low, high), std::max(low, high),
+                             last == n - 1 ? last : std::max(low, high)};
+        int previous = -1;
+        for (const int index : kept) {
+            if (index > previous)
+                out.append(points[index]);
+            previous = std::max(previous, index);
+        }
         first = last + 1;
     }
     return out;

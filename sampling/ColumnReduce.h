@@ -7,7 +7,8 @@
 // pixel column, the lowest and the highest, in time order. The line through them covers the column from
 // its lowest to its highest point, and the line on to the next column's first extreme crosses the same
 // pixels as the curve's own step there, give or take where the two columns meet. Two points a column
-// instead of four (first, lowest, highest, last) halve what the software rasterizer draws.
+// instead of four (first, lowest, highest, last) halve what the software rasterizer draws. The very first
+// and last points are kept as well: the curve ends at the newest sample.
 namespace ColumnReduce {
 
 // Columns are `columnWidth` wide in X, counted from `origin`; points keep their order and values.

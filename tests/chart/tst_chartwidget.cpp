@@ -235,7 +235,7 @@ private slots:
         QCOMPARE(m_chart->SeriesList()[0]->count(), 3);
     }
 
-    // Every pixel column keeps its lowest and highest sample, no other, in time order.
+    // Every pixel column keeps its lowest and highest sample, in time order; the first and last of all too.
     void columnExtremes() {
         QVector<QPointF> points;
         for (int i = 0; i < 1000; ++i)
@@ -251,7 +251,9 @@ private slots:
         };
         const QVector<QPointF> drawn = ColumnReduce::Reduce(points, -5, 10);
         QCOMPARE(columns(drawn), columns(points));
-        QCOMPARE(drawn.size(), 2 * 101);
+        QCOMPARE(drawn.first(), points.first());
+        QCOMPARE(drawn.last(), points.last());
+        QVERIFY(drawn.size() <= 2 * 101 + 2);
         for (int i = 1; i < drawn.size(); ++i)
             QVERIFY(drawn[i].x() > drawn[i - 1].x() && points[int(drawn[i].x())] == drawn[i]);
     }

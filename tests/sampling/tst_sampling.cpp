@@ -685,7 +685,7 @@ private slots:
         QTest::newRow("fractional columns (a scaled screen)") << 2000 << 89.5 << 0 << 1100.0 << 900 / 89.5;
         QTest::newRow("scrolled away: the chart's own range") << 2000 << 90.0 << 1 << 0.0 << 0.0;
         QTest::newRow("no plot drawn yet") << 2000 << 0.0 << 0 << 0.0 << 0.0;
-        QTest::newRow("two a column or fewer") << 180 << 90.0 << 0 << 0.0 << 0.0;
+        QTest::newRow("two a column and four more, or fewer") << 184 << 90.0 << 0 << 0.0 << 0.0;
     }
     void thinLive() {
         QFETCH(int, frames);
