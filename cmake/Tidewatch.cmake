@@ -45,7 +45,7 @@ if(TIDEWATCH_SANITIZE STREQUAL "address")
 elseif(TIDEWATCH_SANITIZE STREQUAL "thread")
   set(TIDEWATCH_TEST_SANITIZER_ENV
     "TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=${CMAKE_SOURCE_DIR}/tests/tsan.supp"
-    "TIDEWATCH_SANITIZED=1")
+    "TIDEWATCH_SANITIZED=1" "TIDEWATCH_TSAN=1")
 endif()
 
 # A QtTest executable registered with CTest. Widget tests run on the offscreen platform.

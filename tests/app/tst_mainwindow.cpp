@@ -357,9 +357,12 @@ private slots:
         QTest::keyClick(control("Trigger mode"), Qt::Key_Home); // Off
         QVERIFY(bar->StatusLabel()->isHidden());
         Item("loop_counter")->showChkBox->click();
+        // The last row's curve (the firmware's loop counter) shows this run's points before the picture, not
+        // the frozen capture's: its newest value passes the capture's. A loaded machine may take a while.
+        const QtCharts::QLineSeries* curve = m_window->Chart()->SeriesList().last();
+        const double captured = curve->count() > 0 ? curve->at(curve->count() - 1).y() : -qInf();
         Click(ToolButton(m_window->StartAction()));
-        // The last row's curve has its points before the picture: a loaded machine may take a while.
-        QTRY_VERIFY_WITH_TIMEOUT(m_window->Chart()->SeriesList().last()->count() > 1, 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(curve->count() > 1 && curve->at(curve->count() - 1).y() > captured, 15000);
         // Mid-edit: the picture shows every row's colour as a curve and only the edited cell framed in blue.
         ValueLineEdit* amplitude = TypeAmplitude("2500");
         QVERIFY(amplitude->hasFocus());
