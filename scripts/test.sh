@@ -22,7 +22,8 @@ lean=(-DCMAKE_BUILD_TYPE=Debug -DTIDEWATCH_BENCHMARKS=OFF -DCMAKE_UNITY_BUILD=ON
       -DCMAKE_C_FLAGS_DEBUG=-g1 "${link[@]}")
 tsan=("${lean[@]}" -DTIDEWATCH_SANITIZE=thread)
 
-# Starts a build in the background at the lowest priority; `finish NAME` waits for it and tells its end.
+# Starts a build (or the fuzz run) in the background at the lowest priority; `finish NAME` waits for it
+# and tells its end.
 declare -A builds
 background() {
     local name=$1
@@ -71,10 +72,14 @@ background fuzz bash scripts/fuzz.sh build
 
 echo "== TSan build (threaded tests)"
 finish tsan || exit 1
+finish fuzz || exit 1
+# The fuzz targets run for a fixed time each: beside the threaded tests, at the lowest priority.
+background fuzzrun bash scripts/fuzz.sh run 4
 (cd build-tsan && ctest --output-on-failure -j"$jobs" -L threaded) || status=1
 
 echo "== fuzz targets (4 s each, one per core at a time)"
-finish fuzz || exit 1
-bash scripts/fuzz.sh run 4 || status=1
+wait "${builds[fuzzrun]}" || status=1
+cat "/tmp/tidewatch-fuzzrun-$$.log"
+rm -f "/tmp/tidewatch-fuzzrun-$$.log"
 
 exit $status
