@@ -67,13 +67,7 @@ int RunCapture(const Options& options) {
         const uint64_t lines = follower.Lines();
         if (resident < 0 || seconds >= options.seconds)
             continue; // ending: the figures of the run are taken
-        if (run.residentStart < 0 && lines > 0)
-            run.residentStart = resident;
-        if (run.residentFilled < 0 && lines >= kQueueCapacity) {
-            run.residentFilled = resident;
-            run.filledAt = seconds;
-        }
-        run.residentEnd = resident;
+        run.NoteResident(resident, lines, seconds);
         run.cpuPercent = 100 * cpu / seconds;
         if (seconds >= nextLine) {
             Progress p;

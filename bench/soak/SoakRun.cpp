@@ -273,3 +273,13 @@ int PrintReport(const Options& options, const RunFigures& run) {
 }
 
 } // namespace Soak
+
+void Soak::RunFigures::NoteResident(double resident, uint64_t frames, double seconds) {
+    if (residentStart < 0 && frames > 0)
+        residentStart = resident;
+    if (residentFilled < 0 && frames >= kQueueCapacity) {
+        residentFilled = resident;
+        filledAt = seconds;
+    }
+    residentEnd = resident;
+}

@@ -67,6 +67,9 @@ struct RunFigures {
     QVector<Progress> progress;
     double cpuPercent = -1; // of one core, by the process, over the run
     QString failure;        // why the run did not complete, if it did not
+
+    // One reading of the process's memory `resident` (MB) with `frames` taken in so far, `seconds` in.
+    void NoteResident(double resident, uint64_t frames, double seconds);
 };
 
 // VmRSS of a process in MB from /proc/PID/status; -1 when it cannot be read.

@@ -154,13 +154,7 @@ int RunWindow(const Options& options) {
             fpsLowest = fpsLowest < 0 ? fps : std::min(fpsLowest, fps);
         }
         const uint64_t received = ring.generation() == samplingGeneration() ? ring.pushed() : 0;
-        if (run.residentStart < 0 && received > 0)
-            run.residentStart = resident;
-        if (run.residentFilled < 0 && received >= kQueueCapacity) {
-            run.residentFilled = resident;
-            run.filledAt = seconds;
-        }
-        run.residentEnd = resident;
+        run.NoteResident(resident, received, seconds);
         run.cpuPercent = 100 * (cpu - cpuAtStart) / seconds;
         if (seconds >= nextLine) {
             Progress p;
