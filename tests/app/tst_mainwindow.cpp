@@ -35,6 +35,7 @@
 #include <QDialogButtonBox>
 #include <QFileDialog>
 #include <QGraphicsTextItem>
+#include <QHash>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
@@ -54,6 +55,7 @@
 #include <algorithm>
 #include <csignal>
 #include <functional>
+#include <utility>
 
 namespace {
 const QStringList kWatched = {"amplitude", "follower", "loop_counter", "temperature"};
@@ -96,6 +98,11 @@ void AnswerFileDialog(const QString& path, QString* proposed = nullptr) {
 class MainWindowTest : public QObject {
     Q_OBJECT
     MainWindow* m_window = nullptr;
+    // A message box nobody answers would hold the test in its event loop until the test's time runs out;
+    // one left open for 20 s is closed and its text fails the test in cleanup().
+    QTimer m_boxWatch;
+    QHash<QMessageBox*, int> m_boxSeconds;
+    QStringList m_unanswered;
 
     QWidget* ToolButton(QAction* action) const {
         return m_window->findChild<QToolBar*>("toolBar")->widgetForAction(action);
@@ -216,11 +223,29 @@ class MainWindowTest : public QObject {
 
 private slots:
     // File dialogs as widgets the test can answer, whatever platform theme the machine has.
-    void initTestCase() { QApplication::setAttribute(Qt::AA_DontUseNativeDialogs); }
+    void initTestCase() {
+        QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
+        connect(&m_boxWatch, &QTimer::timeout, this, [this] {
+            QHash<QMessageBox*, int> open;
+            for (QWidget* widget : QApplication::topLevelWidgets())
+                if (auto* box = qobject_cast<QMessageBox*>(widget); box != nullptr && box->isVisible())
+                    open[box] = m_boxSeconds.value(box) + 1;
+            m_boxSeconds = open;
+            for (auto it = open.cbegin(); it != open.cend(); ++it)
+                if (it.value() >= 20) {
+                    m_unanswered << it.key()->text();
+                    it.key()->reject();
+                }
+        });
+        m_boxWatch.start(1000);
+    }
     // Also on a failure: the window's end stops the simulator its launcher started.
     void cleanup() {
         delete m_window;
         m_window = nullptr;
+        m_boxSeconds.clear();
+        const QStringList unanswered = std::exchange(m_unanswered, {});
+        QVERIFY2(unanswered.isEmpty(), qPrintable("left unanswered: " + unanswered.join(" / ")));
     }
 
     // The "c" value | the store afterwards: manufacturer, device, tool flag, JTAG flag, speed, ELF ("-":
