@@ -747,20 +747,41 @@ private slots:
                   "runs this");
         CommonCfg::InitStartup(QCoreApplication::applicationDirPath());
         QFile::remove(CommonCfg::AutosavePath());
+        // An Escape whose window closed before its release stays down in the X server and repeats into the
+        // next program's dialogs, cancelling them.
+        QProcess::execute("xdotool", {"keyup", "Escape", "Return"});
         QProcess tidewatch;
         tidewatch.setStandardOutputFile(QProcess::nullDevice()); // a full pipe would stop it
         tidewatch.setStandardErrorFile(QProcess::nullDevice());
         tidewatch.start(QCoreApplication::applicationDirPath() + "/tidewatch",
                         {"-c", QString("corvane X tidewatch-sim swd 4000 ") + TIDEWATCH_DEMO_ELF});
         // OK in the project dialog ("Options" with "c"), then the selection dialog it opens closed, until the
-        // simulator serves. A key that comes before a window is ready is lost: they are sent again.
+        // simulator serves. A key that comes before a window is ready is lost: they are sent again; Escape
+        // only once the project dialog has gone, as it would cancel it.
+        const auto shown = [](const char* title) {
+            return QProcess::execute("xdotool",
+                                     {"search", "--onlyvisible", "--name", QString("^%1$").arg(title)}) == 0;
+        };
         const auto press = [](const char* title, const char* key) {
             QProcess::execute("xdotool", {"search", "--onlyvisible", "--name", QString("^%1$").arg(title),
                                           "key", "--window", "%1", key});
         };
-        QTRY_VERIFY_WITH_TIMEOUT(TaskManage::ServerAnswers(3333) ||
-                                     (press("Options", "Return"), press("Select Symbols", "Escape"), false),
-                                 30000);
+        const QDeadlineTimer deadline(30000);
+        while (!TaskManage::ServerAnswers(3333) && !deadline.hasExpired()) {
+            if (shown("Options"))
+                press("Options", "Return");
+            else if (shown("Select Symbols"))
+                press("Select Symbols", "Escape");
+            QTest::qWait(50);
+        }
+        if (!TaskManage::ServerAnswers(3333)) { // which windows the keys met tells why
+            QProcess titles;
+            titles.start("sh", {"-c", "for w in $(xdotool search --onlyvisible --name .); do xdotool "
+                                      "getwindowname $w; done"});
+            titles.waitForFinished(5000);
+            QFAIL(
+                qPrintable("no server after 30 s; windows shown: " + titles.readAll().replace('\n', " | ")));
+        }
         ::kill(tidewatch.processId(), signal);
         QVERIFY(tidewatch.waitForFinished(10000));
         QCOMPARE(QFile::exists(CommonCfg::AutosavePath()), autosaved);

@@ -161,7 +161,8 @@ private slots:
         server.setStamps(0, 0x40);
         const Run r =
             capture(QStringList{"--port", QString::number(server.port())} + args.split(' ') + kVars);
-        QTEST(r.exitCode, "exitCode");
+        QFETCH(int, exitCode);
+        QVERIFY2(r.exitCode == exitCode, qPrintable(QString("exit %1: %2").arg(r.exitCode).arg(r.err)));
         QStringList rows = r.out.split('\n', Qt::SkipEmptyParts).mid(1);
         const int source = args.contains("temp") ? 4 : 1;
         for (QString& row : rows)

@@ -107,7 +107,8 @@ QVector<VarParser::VarDes> vars(int n) {
     return list;
 }
 
-// Threads of this process; a stop leaves none of the sampling engine's behind.
+// Threads of this process; a stop leaves none of the sampling engine's behind. Compared as "no more than
+// before": a thread of the fake server or of Qt may end meanwhile.
 int threadCount() {
     return int(QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot).size());
 }
@@ -871,7 +872,7 @@ private slots:
             QVERIFY2(clock.elapsed() < 1000, qPrintable(QString::number(clock.elapsed())));
             QVERIFY(!samplingEnded());
         }
-        QTRY_COMPARE(threadCount(), threads); // a joined thread leaves /proc a moment later
+        QTRY_VERIFY(threadCount() <= threads); // a joined thread leaves /proc a moment later
     }
 
     // Addresses | sizes | the server's PacketSize | the reads of one poll: hexadecimal address + length
@@ -1039,7 +1040,7 @@ private slots:
         stopSampling();
         QVERIFY2(clock.elapsed() < 1000, qPrintable(QString::number(clock.elapsed())));
         QVERIFY(!samplingRunning());
-        QTRY_COMPARE(threadCount(), threads); // a joined thread leaves /proc a moment later
+        QTRY_VERIFY(threadCount() <= threads); // a joined thread leaves /proc a moment later
         // The next session starts clean: no old bytes, no old empty-read count.
         server.setHandler({});
         server.setSamplesPerRead(100);
