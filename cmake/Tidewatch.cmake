@@ -57,7 +57,8 @@ function(tidewatch_add_qtest name)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests/common)
   # One source each: nothing to combine, and a test's own helpers stay private to it.
   set_target_properties(${name} PROPERTIES UNITY_BUILD OFF)
-  add_test(NAME ${name} COMMAND ${name})
+  # Only failures and warnings: a failing test's output, as CI shows it, is its failures.
+  add_test(NAME ${name} COMMAND ${name} -silent)
   if(NOT T_TIMEOUT)
     set(T_TIMEOUT 300)
   endif()
@@ -83,7 +84,7 @@ function(tidewatch_add_xvfb_qtest name)
     return()
   endif()
   add_test(NAME ${name}
-    COMMAND ${TIDEWATCH_XVFB_RUN} -a -s "-screen 0 1280x800x24" $<TARGET_FILE:${name}>)
+    COMMAND ${TIDEWATCH_XVFB_RUN} -a -s "-screen 0 1280x800x24" $<TARGET_FILE:${name}> -silent)
   set_tests_properties(${name} PROPERTIES
     ENVIRONMENT "QT_QPA_PLATFORM=xcb;TIDEWATCH_SCREENSHOT_DIR=${TIDEWATCH_SCREENSHOT_DIR};${TIDEWATCH_TEST_SANITIZER_ENV}"
     LABELS "widget;xvfb"
