@@ -52,9 +52,8 @@ QVector<QPointF> DrawnPoints(QXYSeries& series, const QVector<QPointF>& all) {
         ratio = chart->scene()->views().first()->devicePixelRatioF();
     const double columns = chart->plotArea().width() * ratio;
     hssSettings().displayColumns.store(columns);
-    // Two a column, a part column at either edge and the span's ends: as thin as the display worker leaves
-    // it.
-    if (columns < 1 || all.size() <= 2 * (std::ceil(columns) + 2))
+    // As thin as the display worker leaves it.
+    if (columns < 1 || all.size() <= ColumnReduce::MostKept(columns))
         return all;
     double min = axis->min();
     double max = axis->max();

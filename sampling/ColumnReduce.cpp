@@ -39,4 +39,8 @@ QVector<QPointF> Reduce(const QVector<QPointF>& points, double origin, double co
     return out;
 }
 
+double MostKept(double columns) {
+    return 2 * (std::ceil(columns) + 2);
+}
+
 } // namespace ColumnReduce

@@ -15,4 +15,8 @@ namespace ColumnReduce {
 // A width that is not positive gives the points unchanged.
 QVector<QPointF> Reduce(const QVector<QPointF>& points, double origin, double columnWidth);
 
+// The most points Reduce leaves over `columns` columns: two a column, a part column at either edge and the
+// span's ends. Fewer points than this are not worth reducing.
+double MostKept(double columns);
+
 } // namespace ColumnReduce

@@ -12,7 +12,6 @@
 #include <QMetaType>
 #include <QTimer>
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 
@@ -151,7 +150,7 @@ void GetData::ThinLive(QVector<QVector<QPointF>>& dataValue) {
     // The X range the chart gives the newest data when it follows it, as it computes it.
     const double step = static_cast<double>(CommonCfg::CurrentStepValue()) * CommonCfg::ChartDivisions();
     for (QVector<QPointF>& points : dataValue) {
-        if (points.size() <= 2 * (std::ceil(columns) + 2))
+        if (points.size() <= ColumnReduce::MostKept(columns))
             continue;
         const double right = points.last().x() + 1;
         const double left = std::max(points.first().x(), right - step);
