@@ -4,6 +4,7 @@
 #include "DataSource.h"
 #include "FrameQueue.h"
 #include "LogCategories.h"
+#include "PlotGrid.h"
 #include "RingWindow.h"
 #include "TimeAxis.h"
 #include "TooltipText.h"
@@ -13,6 +14,7 @@
 #include <QBrush>
 #include <QCheckBox>
 #include <QFontMetricsF>
+#include <QGraphicsLayout>
 #include <QGraphicsRectItem>
 #include <QGraphicsSimpleTextItem>
 #include <QLabel>
@@ -94,10 +96,18 @@ void ChartWidget::InitChartView() {
     // The grid's own numbers would be whole microseconds, too wide to fit: a second axis without
     // lines labels the grid in one unit.
     axisX->setLabelsVisible(false);
+    // Hidden labels are still made and measured at every change of the range: a format without a
+    // conversion makes them empty, which costs nothing to measure.
+    axisX->setLabelFormat(QStringLiteral("-"));
     axisY->setTickCount(CommonCfg::ValueAxisTicks());
     axisY->setLabelsVisible(false);
+    axisY->setLabelFormat(QStringLiteral("-"));
     chart->addAxis(axisX, Qt::AlignBottom);
     chart->addAxis(axisY, Qt::AlignLeft);
+    // The grid is painted as the chart's background (PlotGrid.h), in the colour the theme gives its lines.
+    gridColour = axisX->gridLinePen().color();
+    axisX->setGridLineVisible(false);
+    axisY->setGridLineVisible(false);
     // Added after the X axis: the view zooms the first horizontal axis.
     timeLabels = new QtCharts::QCategoryAxis;
     timeLabels->setLabelsPosition(QtCharts::QCategoryAxis::AxisLabelsPositionOnValue);
@@ -141,6 +151,12 @@ void ChartWidget::InitChartView() {
 
     connect(dataSource, &DataSource::SetXRange, this, &ChartWidget::SetXRangeWithCheck);
     connect(dataSource, &DataSource::SetYRange, this, &ChartWidget::SetYRange);
+    // The new title of a batch asks for a layout, which would come only after the batch's paint and
+    // make the window paint a second time. Laid out at once, one paint shows both.
+    connect(dataSource, &DataSource::VarValuesUpdated, this, [this] {
+        if (chart->layout() != nullptr)
+            chart->layout()->activate();
+    });
     connect(dataSource, &DataSource::SetXBegin, this, &ChartWidget::SetScrollBegin, Qt::UniqueConnection);
     connect(view, &VarChartView::MouseAxisXChanged, this, &ChartWidget::ShowTooltip);
     connect(view, &VarChartView::MouseLeave, this, &ChartWidget::HideToolTip);
@@ -151,6 +167,8 @@ void ChartWidget::InitChartView() {
     connect(this, &ChartWidget::GetDataFromQueue, dataSource, &DataSource::UpdateDataByScroll);
     connect(axisX, &QValueAxis::rangeChanged, this, &ChartWidget::UpdateTimeLabels);
     connect(chart, &QChart::plotAreaChanged, this, &ChartWidget::UpdateTimeLabels);
+    connect(chart, &QChart::plotAreaChanged, this, &ChartWidget::UpdateGrid);
+    connect(chart, &QChart::geometryChanged, this, &ChartWidget::UpdateGrid);
     UpdateTimeLabels();
 }
 
@@ -158,24 +176,49 @@ void ChartWidget::UpdateTimeLabels() {
     if (timeLabels == nullptr)
         return;
     const QFontMetricsF metrics(timeLabels->labelsFont());
-    const TimeAxis::Labels labels =
-        TimeAxis::Make(axisX->min(), axisX->max(), axisX->tickCount() - 1, CommonCfg::CurrentStepValue(),
-                       chart->plotArea().width(),
-                       [&metrics](const QString& text) { return metrics.horizontalAdvance(text); });
-    // Redone only on a change: a new layout moves the plot area, which asks again.
-    const QStringList old = timeLabels->categoriesLabels();
-    if (old == labels.texts && timeLabels->titleText() == labels.unit && timeLabels->min() == axisX->min() &&
-        timeLabels->max() == axisX->max())
+    const double min = axisX->min();
+    const TimeAxis::Labels labels = TimeAxis::Make(
+        min, axisX->max(), axisX->tickCount() - 1, CommonCfg::CurrentStepValue(), chart->plotArea().width(),
+        [&metrics](const QString& text) { return metrics.horizontalAdvance(text); });
+    // The labels' axis counts from the view's left edge: while the view follows the data, its grid lines
+    // stay where they are on the screen, and only new texts change the axis. Each change of it lays the
+    // chart out anew and measures every label, which would otherwise happen at every batch.
+    const double span = axisX->max() - min;
+    QVector<double> at;
+    // To the nanosecond: the difference of two large times carries rounding noise that would count as a move.
+    for (const double time : labels.at)
+        at << std::round((time - min) * 1000) / 1000;
+    if (timeLabels->categoriesLabels() == labels.texts && timeLabels->titleText() == labels.unit &&
+        timeLabels->max() == span && at == timeLabelsAt)
         return;
-    for (const QString& label : old)
+    timeLabelsAt = at;
+    for (const QString& label : timeLabels->categoriesLabels())
         timeLabels->remove(label);
     timeLabels->setTitleText(labels.unit);
-    timeLabels->setRange(axisX->min(), axisX->max());
+    timeLabels->setRange(0, span);
     // A category ends at its label's line; the first one starts just before the first line.
-    if (!labels.at.isEmpty())
-        timeLabels->setStartValue(labels.at.first() - 1);
-    for (int i = 0; i < labels.at.size(); ++i)
-        timeLabels->append(labels.texts[i], labels.at[i]);
+    if (!at.isEmpty())
+        timeLabels->setStartValue(at.first() - 1);
+    for (int i = 0; i < at.size(); ++i)
+        timeLabels->append(labels.texts[i], at[i]);
+}
+
+void ChartWidget::UpdateGrid() {
+    const QSize size = chart->size().toSize();
+    const QRectF plot = chart->plotArea();
+    if (size.isEmpty() || !gridColour.isValid()) {
+        chart->setBackgroundBrush(QBrush(Qt::black));
+        return;
+    }
+    const int columns = axisX->tickCount() - 1;
+    const int rows = axisY->tickCount() - 1;
+    if (size == gridSize && plot == gridPlot && columns == gridColumns && rows == gridRows)
+        return;
+    gridSize = size;
+    gridPlot = plot;
+    gridColumns = columns;
+    gridRows = rows;
+    chart->setBackgroundBrush(QBrush(PlotGrid::Make(size, plot, columns, rows, gridColour, Qt::black)));
 }
 
 void ChartWidget::ShowStep() {
@@ -200,6 +243,7 @@ void ChartWidget::ResizeWidth(int width) {
     const int ticks = std::max(std::min(width / pixelsPerTick, CommonCfg::MaxTimeTicks()), minTicks);
     axisX->setTickCount(ticks);
     CommonCfg::SetChartDivisions(ticks - 1);
+    UpdateGrid();
     axisX->setMax(axisX->min() + static_cast<double>(ticks - 1) * CommonCfg::CurrentStepValue());
     if (stepLabel != nullptr)
         ShowStep();

@@ -82,6 +82,8 @@ public slots:
     void AxisXRangeChanged(qint64 left, qint64 right);
     // Puts the time labels on the grid lines of the X range as it stands (TimeAxis.h).
     void UpdateTimeLabels();
+    // Paints the grid into the chart's background again when the plot or the divisions changed.
+    void UpdateGrid();
 
 private:
     void InitChartView();
@@ -116,6 +118,13 @@ private:
     QtCharts::QValueAxis* axisX = nullptr;
     QtCharts::QValueAxis* axisY = nullptr;
     QtCharts::QCategoryAxis* timeLabels = nullptr;
+    QColor gridColour;
+    QSize gridSize;
+    QRectF gridPlot;
+    int gridColumns = 0;
+    int gridRows = 0;
+    // Where the time labels stand, in microseconds from the view's left edge.
+    QVector<double> timeLabelsAt;
     VarChartView* view = nullptr;
     QScrollBar* scrollBar = nullptr;
     QWidget* container = nullptr;
