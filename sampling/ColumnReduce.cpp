@@ -8,21 +8,40 @@ namespace ColumnReduce {
 QVector<QPointF> Reduce(const QVector<QPointF>& points, double origin, double columnWidth) {
     if (!(columnWidth > 0) || points.size() <= 2)
         return points;
-    QVector<QPointF> out;
-    out.reserve(points.size());
+    return ReduceRuns(points, Runs(points, origin, columnWidth));
+}
+
+QVector<int> Runs(const QVector<QPointF>& points, double origin, double columnWidth) {
+    QVector<int> runs;
     const int n = points.size();
-    int first = 0;
-    while (first < n) {
-        const double column = std::floor((points[first].x() - origin) / columnWidth);
+    double column = 0;
+    for (int i = 0; i < n; ++i) {
+        const double next = std::floor((points[i].x() - origin) / columnWidth);
+        if (i == 0 || next != column)
+            runs.append(i);
+        column = next;
+    }
+    runs.append(n);
+    return runs;
+}
+
+QVector<QPointF> ReduceRuns(const QVector<QPointF>& points, const QVector<int>& runs) {
+    QVector<QPointF> out;
+    const int n = points.size();
+    if (runs.isEmpty() || runs.last() != n)
+        return points;
+    out.reserve(std::min(n, 2 * static_cast<int>(runs.size()) + 2));
+    const QPointF* p = points.constData();
+    for (int r = 0; r + 1 < runs.size(); ++r) {
+        const int first = runs[r];
+        const int last = runs[r + 1] - 1;
         int low = first;
         int high = first;
-        int last = first;
-        while (last + 1 < n && std::floor((points[last + 1].x() - origin) / columnWidth) == column) {
-            ++last;
-            if (points[last].y() < points[low].y())
-                low = last;
-            if (points[last].y() > points[high].y())
-                high = last;
+        for (int i = first + 1; i <= last; ++i) {
+            if (p[i].y() < p[low].y())
+                low = i;
+            if (p[i].y() > p[high].y())
+                high = i;
         }
         // In time order, each kept point once; the span's first and last points too, so that the curve
         // and the X range it gives start and end where the data does.
@@ -31,10 +50,9 @@ QVector<QPointF> Reduce(const QVector<QPointF>& points, double origin, double co
         int previous = -1;
         for (const int index : kept) {
             if (index > previous)
-                out.append(points[index]);
+                out.append(p[index]);
             previous = std::max(previous, index);
         }
-        first = last + 1;
     }
     return out;
 }

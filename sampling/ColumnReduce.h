@@ -15,6 +15,12 @@ namespace ColumnReduce {
 // A width that is not positive gives the points unchanged.
 QVector<QPointF> Reduce(const QVector<QPointF>& points, double origin, double columnWidth);
 
+// The runs of points in one column: the index of each run's first point, then the number of points.
+// Series sampled at the same times share them, so the columns are found once for all.
+QVector<int> Runs(const QVector<QPointF>& points, double origin, double columnWidth);
+// Reduce over runs found before.
+QVector<QPointF> ReduceRuns(const QVector<QPointF>& points, const QVector<int>& runs);
+
 // The most points Reduce leaves over `columns` columns: two a column, a part column at either edge and the
 // span's ends. Fewer points than this are not worth reducing.
 double MostKept(double columns);

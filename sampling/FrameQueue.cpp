@@ -4,6 +4,7 @@
 #include "Platform.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 
 namespace {
@@ -146,6 +147,7 @@ int FrameQueue::popForDisplay(uint32_t skip, uint32_t most,
             __builtin_prefetch(ahead);
             __builtin_prefetch(ahead + 64);
             __builtin_prefetch(ahead + 128);
+            __builtin_prefetch(ahead + offsetof(SampleFrame, count));
         }
         visit(m_storage[chosen]);
         read = advance(chosen);

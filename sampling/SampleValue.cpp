@@ -52,59 +52,6 @@ uint64_t slotFromBytes(const uint8_t* bytes, int size) {
     return slot;
 }
 
-double SampleReading::toDouble() const {
-    switch (kind) {
-    case Signed:
-        return static_cast<double>(integer);
-    case Unsigned:
-        return static_cast<double>(unsignedValue);
-    case Real:
-        break;
-    }
-    return real;
-}
-
-SampleReading readSample(uint64_t slot, int32_t typeCode) {
-    SampleReading r;
-    switch (typeCode) {
-    case kCodeSigned8:
-        r.kind = SampleReading::Signed;
-        r.integer = static_cast<int8_t>(static_cast<uint8_t>(slot));
-        break;
-    case kCodeSigned16:
-        r.kind = SampleReading::Signed;
-        r.integer = static_cast<int16_t>(static_cast<uint16_t>(slot));
-        break;
-    case kCodeSigned:
-        r.kind = SampleReading::Signed;
-        r.integer = static_cast<int32_t>(static_cast<uint32_t>(slot));
-        break;
-    case kCodeSigned64:
-        r.kind = SampleReading::Signed;
-        r.integer = static_cast<int64_t>(slot);
-        break;
-    case kCodeFloat: {
-        r.kind = SampleReading::Real;
-        const uint32_t bits = static_cast<uint32_t>(slot);
-        float f;
-        std::memcpy(&f, &bits, sizeof f);
-        r.real = f;
-        break;
-    }
-    case kCodeDouble:
-        r.kind = SampleReading::Real;
-        std::memcpy(&r.real, &slot, sizeof r.real);
-        break;
-    default: {
-        // Unsigned codes keep only their own bytes.
-        const int size = sizeOfCode(typeCode);
-        r.unsignedValue = size == 8 || size == 0 ? slot : slot & ((uint64_t(1) << (8 * size)) - 1);
-        break;
-    }
-    }
-    return r;
-}
-
 char* formatSample(char* first, uint64_t slot, int32_t typeCode) {
     char* const last = first + kSampleTextMax;
     const SampleReading r = readSample(slot, typeCode);

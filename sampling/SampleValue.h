@@ -4,6 +4,7 @@
 
 #include <QString>
 #include <cstdint>
+#include <cstring>
 
 // Type codes, one per watched variable in the watch list: how the raw bytes in a frame slot read.
 // Codes 0 to 3 keep their old numbers ("char", "int", "float", the other floating type).
@@ -38,11 +39,61 @@ struct SampleReading {
     double real = 0.0;          // Real: a float widened exactly, or a double
 
     // The chart's y: whole numbers beyond 2^53 lose their last digits here, never in the texts.
-    double toDouble() const;
+    double toDouble() const {
+        switch (kind) {
+        case Signed:
+            return static_cast<double>(integer);
+        case Unsigned:
+            return static_cast<double>(unsignedValue);
+        case Real:
+            break;
+        }
+        return real;
+    }
 };
 
-// The one reading of a frame slot with its type code; every exit goes through it.
-SampleReading readSample(uint64_t slot, int32_t typeCode);
+// The one reading of a frame slot with its type code; every exit goes through it. Inline: the display
+// worker reads some hundred thousand slots a batch.
+inline SampleReading readSample(uint64_t slot, int32_t typeCode) {
+    SampleReading r;
+    switch (typeCode) {
+    case kCodeSigned8:
+        r.kind = SampleReading::Signed;
+        r.integer = static_cast<int8_t>(static_cast<uint8_t>(slot));
+        break;
+    case kCodeSigned16:
+        r.kind = SampleReading::Signed;
+        r.integer = static_cast<int16_t>(static_cast<uint16_t>(slot));
+        break;
+    case kCodeSigned:
+        r.kind = SampleReading::Signed;
+        r.integer = static_cast<int32_t>(static_cast<uint32_t>(slot));
+        break;
+    case kCodeSigned64:
+        r.kind = SampleReading::Signed;
+        r.integer = static_cast<int64_t>(slot);
+        break;
+    case kCodeFloat: {
+        r.kind = SampleReading::Real;
+        const uint32_t bits = static_cast<uint32_t>(slot);
+        float f;
+        std::memcpy(&f, &bits, sizeof f);
+        r.real = f;
+        break;
+    }
+    case kCodeDouble:
+        r.kind = SampleReading::Real;
+        std::memcpy(&r.real, &slot, sizeof r.real);
+        break;
+    default: {
+        // Unsigned codes keep only their own bytes.
+        const int size = sizeOfCode(typeCode);
+        r.unsignedValue = size == 8 || size == 0 ? slot : slot & ((uint64_t(1) << (8 * size)) - 1);
+        break;
+    }
+    }
+    return r;
+}
 
 // The text of a sample, the same for the value cell and the CSV: whole numbers with every digit, floats
 // and doubles as the shortest text that reads back to the same value ("inf", "-inf", "nan").
