@@ -1,5 +1,6 @@
 #include "DataSource.h"
 
+#include "BatchPacer.h"
 #include "ColumnReduce.h"
 #include "CommonCfg.h"
 #include "DisplayMath.h"
@@ -74,6 +75,8 @@ DataSource::DataSource(QObject* parent)
     worker = new GetData(this);
     // The worker emits on its own thread; the batch reaches Display on this object's thread.
     connect(worker, &GetData::DataSignal, this, &DataSource::Display, Qt::QueuedConnection);
+    pacer = new BatchPacer(this);
+    connect(pacer, &BatchPacer::Release, worker, &GetData::BatchTaken);
 }
 
 DataSource::~DataSource() {
@@ -284,7 +287,24 @@ void DataSource::Display(const QVector<QVector<QPointF>>& data_value,
         UpdateAllSeries();
     // The table reads Points() and MathValues() when told.
     emit VarValuesUpdated();
-    worker->BatchTaken();
+    // The next batch once this one is on the screen, or at once when the chart draws nothing.
+    QWidget* window = ChartWindow();
+    if (window != nullptr && CommonCfg::ChartRefresh())
+        pacer->Arm(window);
+    else if (!pacer->IsArmed())
+        worker->BatchTaken();
+}
+
+QWidget* DataSource::ChartWindow() const {
+    for (const QPointer<QAbstractSeries>& series : m_series) {
+        const QChart* chart = series != nullptr ? series->chart() : nullptr;
+        if (chart == nullptr || chart->scene() == nullptr)
+            continue;
+        for (QGraphicsView* view : chart->scene()->views())
+            if (view->isVisible())
+                return view->window();
+    }
+    return nullptr;
 }
 
 void DataSource::EmitXBegin(double begin) {

@@ -14,8 +14,10 @@
 #include <cstdint>
 #include <limits>
 
+class BatchPacer;
 class GetData;
 class QLabel;
+class QWidget;
 
 // Stands between the acquisition worker and the chart: receives every batch of sampled points,
 // applies each variable's Y resolution and Y offset, keeps the point lists the line series show and
@@ -92,6 +94,8 @@ private:
     static int ScalingIndex(quint32 address);
     // The worker's stored data once more: through its thread while it runs, else drained here.
     void Redeliver();
+    // The window that shows the curves, if one is visible.
+    QWidget* ChartWindow() const;
 
     QVector<QVector<QPointF>> points;
     QVector<QVector<QPointF>> work;
@@ -103,6 +107,7 @@ private:
     qint64 lastDataTime = kNoDataTime;
     QVector<quint32> varList;
     GetData* worker = nullptr;
+    BatchPacer* pacer = nullptr;
     float yMax;
     float yMin;
     bool stopped = true;

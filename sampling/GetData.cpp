@@ -9,9 +9,11 @@
 #include "TriggerWatch.h"
 #include "WatchList.h"
 
+#include <QElapsedTimer>
 #include <QMetaType>
 #include <QTimer>
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 
@@ -64,6 +66,21 @@ void GetData::run() {
             Tick(timer);
         },
         Qt::QueuedConnection);
+    QTimer release;
+    release.setSingleShot(true);
+    release.setTimerType(Qt::PreciseTimer);
+    connect(
+        &release, &QTimer::timeout, &timer, [this, &timer] { Released(timer); }, Qt::DirectConnection);
+    connect(
+        this, &GetData::ReleaseRequested, &timer,
+        [this, &timer, &release](int withinMs) {
+            const int wait = withinMs - static_cast<int>(std::ceil(m_drainMs)) - 1;
+            if (wait > 0)
+                release.start(wait);
+            else
+                Released(timer);
+        },
+        Qt::QueuedConnection);
     timer.start(1000 / m_fps);
     exec();
 }
@@ -81,10 +98,22 @@ void GetData::Redeliver() {
     emit RedeliverRequested();
 }
 
-void GetData::BatchTaken() {
+void GetData::BatchTaken(int withinMs) {
+    if (withinMs > 0 && isRunning()) {
+        emit ReleaseRequested(withinMs);
+        return;
+    }
     m_inFlight.store(false);
     if (m_owed.exchange(false) && isRunning())
         emit RedeliverRequested();
+}
+
+void GetData::Released(QTimer& timer) {
+    m_inFlight.store(false);
+    if (m_owed.exchange(false)) {
+        m_inFlight.store(true);
+        Tick(timer);
+    }
 }
 
 QPointF GetData::PointOf(const SampleFrame& frame, int index, int32_t typeCode) {
@@ -134,10 +163,12 @@ void GetData::Drain(QVector<QVector<QPointF>>& dataValue, bool running) {
 
     const WatchList& watch = watchList();
     const int vars = std::min(dataValue.size(), kMaxVars);
+    QVector<QPointF>* series = dataValue.data();
     // A few hundred frames a lock: the reader's push waits for one such chunk at most.
-    const auto take = [&dataValue, &watch, vars](const SampleFrame& frame) {
-        for (int i = 0; i < frame.count && i < vars; ++i)
-            dataValue[i].append(PointOf(frame, i, watch.typeCode[i]));
+    const auto take = [series, &watch, vars](const SampleFrame& frame) {
+        const int count = std::min(frame.count, vars);
+        for (int i = 0; i < count; ++i)
+            series[i].append(PointOf(frame, i, watch.typeCode[i]));
     };
     while (queue.popForDisplay(skip, 512, take) > 0) {
     }
@@ -149,16 +180,29 @@ void GetData::ThinLive(QVector<QVector<QPointF>>& dataValue) {
         return;
     // The X range the chart gives the newest data when it follows it, as it computes it.
     const double step = static_cast<double>(CommonCfg::CurrentStepValue()) * CommonCfg::ChartDivisions();
+    // The variables of one drain share their times: their columns are found once.
+    QVector<int> runs;
+    QPointF first;
+    QPointF last;
+    int size = -1;
     for (QVector<QPointF>& points : dataValue) {
         if (points.size() <= ColumnReduce::MostKept(columns))
             continue;
         const double right = points.last().x() + 1;
         const double left = std::max(points.first().x(), right - step);
-        points = ColumnReduce::Reduce(points, left, (right - left) / columns);
+        if (points.size() != size || points.first().x() != first.x() || points.last().x() != last.x()) {
+            runs = ColumnReduce::Runs(points, left, (right - left) / columns);
+            size = points.size();
+            first = points.first();
+            last = points.last();
+        }
+        points = ColumnReduce::ReduceRuns(points, runs);
     }
 }
 
 void GetData::Tick(QTimer& timer) {
+    QElapsedTimer took;
+    took.start();
     const int count = watchList().count;
     QVector<QVector<QPointF>> dataValue(count);
     QVector<QVector<float>> mathValue(count);
@@ -168,6 +212,8 @@ void GetData::Tick(QTimer& timer) {
     if (!TriggerWatch::Instance().Scan(dataValue))
         Drain(dataValue, m_running.load());
     ThinLive(dataValue);
+    const double ms = took.nsecsElapsed() / 1e6;
+    m_drainMs = m_drainMs <= 0 ? ms : 0.75 * m_drainMs + 0.25 * ms;
     RegisterMetaTypes();
     emit DataSignal(dataValue, mathValue);
 

@@ -22,11 +22,13 @@ public:
     bool IsRunning() const { return m_running.load(); }
     // Asks for one more batch at once (scrolling, a scaling change), from any thread.
     void Redeliver();
-    // The receiver has taken in the last batch. Until then ticks emit nothing: every batch carries the
-    // whole visible span, so a skipped tick loses nothing, while batches queued faster than the GUI
-    // thread takes them in would starve its paints and grow the lag without bound. A tick skipped that
-    // way is made up at once, so a slow batch costs its own time, not a whole tick more.
-    void BatchTaken();
+    // The receiver has taken in the last batch, and is free for the next one in `withinMs` (it is still
+    // drawing this one). Until then ticks emit nothing: every batch carries the whole visible span, so a
+    // skipped tick loses nothing, while batches queued faster than the GUI thread takes them in would
+    // starve its paints and grow the lag without bound. A tick skipped that way is made up as soon as the
+    // receiver is free (less the time a drain takes), so a slow batch costs its own time, not a whole
+    // tick more, and the next one arrives fresh instead of waiting.
+    void BatchTaken(int withinMs = 0);
 
     // One drain of the queue into per-variable point series (also used by tests and benchmarks).
     static void Drain(QVector<QVector<QPointF>>& dataValue, bool running);
@@ -44,15 +46,20 @@ signals:
     void DataSignal(QVector<QVector<QPointF>> data_value, QVector<QVector<float>> math_value);
     // Carries Redeliver() to the worker thread; only run() connects to it.
     void RedeliverRequested();
+    // Carries a BatchTaken() with time to go to the worker thread; only run() connects to it.
+    void ReleaseRequested(int withinMs);
 
 protected:
     void run() override;
 
 private:
-    // Runs on the worker thread only, which alone owns the timer.
+    // Run on the worker thread only, which alone owns the timer.
     void Tick(QTimer& timer);
+    void Released(QTimer& timer);
 
     int m_fps = 15;
+    double m_drainMs = 0; // what the recent ticks took; the worker thread's own
+
     std::atomic<bool> m_running{false};
     std::atomic<bool> m_inFlight{false};
     std::atomic<bool> m_owed{false};

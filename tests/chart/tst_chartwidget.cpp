@@ -1,10 +1,12 @@
 // The chart widget and its view: the total-time title, ticks from the width, scroll steps, wheel zoom,
 // the series per row, and the curves drawn from a pixel column's extremes.
+#include "BatchPacer.h"
 #include "ChartWidget.h"
 #include "ColumnReduce.h"
 #include "CommonCfg.h"
 #include "DataSource.h"
 #include "FrameQueue.h"
+#include "PlotGrid.h"
 #include "Row.h"
 #include "TimeAxis.h"
 #include "VarChartView.h"
@@ -256,6 +258,60 @@ private slots:
         QVERIFY(drawn.size() <= 2 * 101 + 2);
         for (int i = 1; i < drawn.size(); ++i)
             QVERIFY(drawn[i].x() > drawn[i - 1].x() && points[int(drawn[i].x())] == drawn[i]);
+    }
+
+    // The grid painted as the background: a 9 x 6 grid over a 90 x 60 plot at (10.5, 5) in a 120 x 80
+    // picture. Pixel | on a grid line
+    void plotGrid_data() {
+        QTest::addColumn<QPoint>("pixel");
+        QTest::addColumn<bool>("line");
+        QTest::newRow("left edge") << QPoint(10, 30) << true;
+        QTest::newRow("second column line") << QPoint(20, 33) << true;
+        QTest::newRow("right edge, at the plot's last pixel") << QPoint(100, 33) << true;
+        QTest::newRow("top row line") << QPoint(50, 5) << true;
+        QTest::newRow("bottom edge") << QPoint(50, 65) << true;
+        QTest::newRow("inside a cell") << QPoint(15, 12) << false;
+        QTest::newRow("beyond the right edge") << QPoint(101, 33) << false;
+        QTest::newRow("below the plot, under a column line") << QPoint(20, 66) << false;
+    }
+    void plotGrid() {
+        QFETCH(QPoint, pixel);
+        QFETCH(bool, line);
+        const QImage grid =
+            PlotGrid::Make(QSize(120, 80), QRectF(10.5, 5, 90, 60), 9, 6, QColor(0x86878c), Qt::black);
+        QCOMPARE(grid.size(), QSize(120, 80));
+        QCOMPARE(grid.pixel(pixel) == QColor(0x86878c).rgb(), line);
+    }
+
+    // The worker is let go as the window starts to repaint, once; a window with nothing to repaint lets it
+    // go when the wait runs out.
+    void batchPacer_data() {
+        QTest::addColumn<bool>("repaint");
+        QTest::addColumn<int>("mostMs");
+        QTest::newRow("the window repaints") << true << 5000;
+        QTest::newRow("nothing to repaint") << false << 200;
+    }
+    void batchPacer() {
+        QFETCH(bool, repaint);
+        QFETCH(int, mostMs);
+        // A window never shown never repaints.
+        QWidget window;
+        window.resize(100, 100);
+        if (repaint) {
+            window.show();
+            QVERIFY(QTest::qWaitForWindowExposed(&window));
+        }
+        BatchPacer pacer;
+        QSignalSpy released(&pacer, &BatchPacer::Release);
+        QElapsedTimer waited;
+        waited.start();
+        pacer.Arm(&window, mostMs);
+        if (repaint)
+            window.update();
+        QVERIFY(released.wait(2 * mostMs));
+        QCOMPARE(waited.elapsed() >= mostMs * 3 / 4, !repaint); // a coarse timer may end a little early
+        QCOMPARE(released.count(), 1);
+        QCOMPARE(pacer.IsArmed(), false);
     }
 };
 

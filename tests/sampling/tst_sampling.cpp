@@ -1054,7 +1054,7 @@ private slots:
         watchList() = WatchList();
         GetData worker;
         QSignalSpy spy(&worker, &GetData::DataSignal);
-        connect(&worker, &GetData::DataSignal, &worker, &GetData::BatchTaken);
+        connect(&worker, &GetData::DataSignal, &worker, [&worker] { worker.BatchTaken(); });
         worker.start();
         QVERIFY(spy.wait(3000)); // first tick after a second
         CommonCfg::SetFps(60);
