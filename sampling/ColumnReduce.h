@@ -20,6 +20,9 @@ QVector<QPointF> Reduce(const QVector<QPointF>& points, double origin, double co
 QVector<int> Runs(const QVector<QPointF>& points, double origin, double columnWidth);
 // Reduce over runs found before.
 QVector<QPointF> ReduceRuns(const QVector<QPointF>& points, const QVector<int>& runs);
+// The same for n points kept as separate arrays of X and Y.
+QVector<int> Runs(const double* x, int n, double origin, double columnWidth);
+QVector<QPointF> ReduceRuns(const double* x, const double* y, int n, const QVector<int>& runs);
 
 // The most points Reduce leaves over `columns` columns: two a column, a part column at either edge and the
 // span's ends. Fewer points than this are not worth reducing.

@@ -121,14 +121,14 @@ QPointF GetData::PointOf(const SampleFrame& frame, int index, int32_t typeCode) 
     return QPointF(static_cast<double>(frame.time), readSample(frame.value[index], typeCode).toDouble());
 }
 
-void GetData::Drain(QVector<QVector<QPointF>>& dataValue, bool running) {
+bool GetData::Collect(Span& span, int vars, bool running) {
     FrameQueue& queue = FrameQueue::instance();
     if (queue.displayEmpty() && running) {
         qCDebug(lcSampling, "iseh ");
-        return;
+        return false;
     }
     if (watchList().count == 0)
-        return;
+        return false;
     const uint32_t D = queue.displaySize();
     const uint32_t H = queue.historySize();
     const uint32_t depth = hssSettings().displayDepth.load();
@@ -156,31 +156,105 @@ void GetData::Drain(QVector<QVector<QPointF>>& dataValue, bool running) {
         queue.setDisplayRead(read);
     }
 
-    // About this many points per variable come out; sizing once keeps the loop free of reallocation.
-    const uint32_t span = H <= depth ? H : depth;
-    for (QVector<QPointF>& points : dataValue)
-        points.reserve(static_cast<int>(span / (skip + 1) + 2));
+    // About this many frames come out; sized once, the loop writes through plain pointers. Frames that
+    // come in meanwhile make room for themselves.
+    span.vars = std::min(vars, kMaxVars);
+    span.frames = 0;
+    span.ragged = false;
+    span.values.resize(static_cast<size_t>(span.vars));
+    span.Grow(static_cast<int>((H <= depth ? H : depth) / (skip + 1) + 2));
 
     const WatchList& watch = watchList();
-    const int vars = std::min(dataValue.size(), kMaxVars);
-    QVector<QPointF>* series = dataValue.data();
+    int32_t codes[kMaxVars];
+    std::copy(watch.typeCode, watch.typeCode + span.vars, codes);
+    double* columns[kMaxVars];
+    const auto point = [&span, &columns] {
+        for (int i = 0; i < span.vars; ++i)
+            columns[i] = span.values[static_cast<size_t>(i)].data();
+    };
+    point();
     // A few hundred frames a lock: the reader's push waits for one such chunk at most.
-    const auto take = [series, &watch, vars](const SampleFrame& frame) {
-        const int count = std::min(frame.count, vars);
+    const auto take = [&span, &codes, &columns, &point](const SampleFrame& frame) {
+        const int f = span.frames;
+        if (f == static_cast<int>(span.times.size())) {
+            span.Grow(2 * f);
+            point();
+        }
+        // A double holds every microsecond count below 2^53 (285 years) exactly.
+        span.times[static_cast<size_t>(f)] = static_cast<double>(frame.time);
+        const int count = std::min(frame.count, span.vars);
+        span.counts[static_cast<size_t>(f)] = count;
+        span.ragged = span.ragged || count < span.vars;
         for (int i = 0; i < count; ++i)
-            series[i].append(PointOf(frame, i, watch.typeCode[i]));
+            columns[i][f] = readSample(frame.value[i], codes[i]).toDouble();
+        // A variable the frame lacks keeps its place; the frame's count tells it is not there.
+        for (int i = count; i < span.vars; ++i)
+            columns[i][f] = 0;
+        span.frames = f + 1;
     };
     while (queue.popForDisplay(skip, 512, take) > 0) {
     }
+    return true;
+}
+
+void GetData::Span::Grow(int size) {
+    const size_t to = static_cast<size_t>(std::max(size, 1));
+    times.resize(to);
+    counts.resize(to);
+    for (std::vector<double>& column : values)
+        column.resize(to);
+}
+
+void GetData::Materialize(const Span& span, QVector<QVector<QPointF>>& dataValue) {
+    // Each variable's points: of the frames that carry it.
+    for (int i = 0; i < span.vars && i < dataValue.size(); ++i) {
+        QVector<QPointF>& points = dataValue[i];
+        points.reserve(span.frames);
+        for (size_t f = 0; f < static_cast<size_t>(span.frames); ++f)
+            if (i < span.counts[f])
+                points.append(QPointF(span.times[f], span.values[static_cast<size_t>(i)][f]));
+    }
+}
+
+void GetData::Drain(QVector<QVector<QPointF>>& dataValue, bool running) {
+    Span span;
+    if (Collect(span, dataValue.size(), running))
+        Materialize(span, dataValue);
+}
+
+void GetData::DrainThinned(QVector<QVector<QPointF>>& dataValue, bool running) {
+    Span span;
+    if (!Collect(span, dataValue.size(), running))
+        return;
+    const double columns = hssSettings().displayColumns.load();
+    if (columns < 1 || CommonCfg::RunFlag() != 0 || span.ragged ||
+        span.frames <= ColumnReduce::MostKept(columns)) {
+        Materialize(span, dataValue);
+        ThinLive(dataValue);
+        return;
+    }
+    // The variables share the frames' times: the columns are found once, and no variable's points are
+    // made before they are thinned.
+    const double right = span.times[static_cast<size_t>(span.frames) - 1] + 1;
+    const double left = std::max(span.times[0], right - LiveSpan());
+    const QVector<int> runs =
+        ColumnReduce::Runs(span.times.data(), span.frames, left, (right - left) / columns);
+    for (int i = 0; i < span.vars && i < dataValue.size(); ++i)
+        dataValue[i] = ColumnReduce::ReduceRuns(span.times.data(), span.values[static_cast<size_t>(i)].data(),
+                                                span.frames, runs);
+}
+
+double GetData::LiveSpan() {
+    // The X range the chart gives the newest data when it follows it, as it computes it.
+    return static_cast<double>(CommonCfg::CurrentStepValue()) * CommonCfg::ChartDivisions();
 }
 
 void GetData::ThinLive(QVector<QVector<QPointF>>& dataValue) {
     const double columns = hssSettings().displayColumns.load();
     if (columns < 1 || CommonCfg::RunFlag() != 0)
         return;
-    // The X range the chart gives the newest data when it follows it, as it computes it.
-    const double step = static_cast<double>(CommonCfg::CurrentStepValue()) * CommonCfg::ChartDivisions();
-    // The variables of one drain share their times: their columns are found once.
+    const double step = LiveSpan();
+    // The variables of one capture share their times: their columns are found once.
     QVector<int> runs;
     QPointF first;
     QPointF last;
@@ -209,9 +283,10 @@ void GetData::Tick(QTimer& timer) {
     // The time base may have changed since the start: the display depth follows it at every tick.
     hssSettings().displayDepth.store(displayDepthOf(CommonCfg::CurrentStepValue()));
     // With a trigger on, every new frame is looked at first; a capture to show replaces the live span.
-    if (!TriggerWatch::Instance().Scan(dataValue))
-        Drain(dataValue, m_running.load());
-    ThinLive(dataValue);
+    if (TriggerWatch::Instance().Scan(dataValue))
+        ThinLive(dataValue);
+    else
+        DrainThinned(dataValue, m_running.load());
     const double ms = took.nsecsElapsed() / 1e6;
     m_drainMs = m_drainMs <= 0 ? ms : 0.75 * m_drainMs + 0.25 * ms;
     RegisterMetaTypes();

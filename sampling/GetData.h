@@ -5,6 +5,7 @@
 #include <QVector>
 #include <atomic>
 #include <cstdint>
+#include <vector>
 
 class QTimer;
 struct SampleFrame;
@@ -40,6 +41,8 @@ public:
     // the same points after scaling them, as scaling keeps a column's extremes: here, off the GUI thread, it
     // takes in a fraction of them.
     static void ThinLive(QVector<QVector<QPointF>>& dataValue);
+    // Drain and ThinLive in one: what a tick emits. The points of a span to be thinned are made only after.
+    static void DrainThinned(QVector<QVector<QPointF>>& dataValue, bool running);
     static void RegisterMetaTypes();
 
 signals:
@@ -53,6 +56,22 @@ protected:
     void run() override;
 
 private:
+    // The frames of one drain: their times, and each variable's values, frame by frame.
+    struct Span {
+        int vars = 0;
+        int frames = 0;
+        bool ragged = false; // some frame carries fewer variables than the others
+        std::vector<double> times;
+        std::vector<int> counts; // variables each frame carries
+        std::vector<std::vector<double>> values;
+        // Room for `size` frames.
+        void Grow(int size);
+    };
+    static bool Collect(Span& span, int vars, bool running);
+    static void Materialize(const Span& span, QVector<QVector<QPointF>>& dataValue);
+    // The X range the chart shows while it follows the newest data.
+    static double LiveSpan();
+
     // Run on the worker thread only, which alone owns the timer.
     void Tick(QTimer& timer);
     void Released(QTimer& timer);

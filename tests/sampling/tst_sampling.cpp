@@ -24,6 +24,7 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
+#include <cmath>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -714,6 +715,54 @@ private slots:
         GetData::ThinLive(data);
         QCOMPARE(data[0], width > 0 ? ColumnReduce::Reduce(points, left, width) : points);
         QVERIFY(data[1].isEmpty());
+        CommonCfg::SetRunFlag(0);
+        hssSettings().displayColumns.store(0);
+    }
+
+    // What a tick emits is what a drain thinned afterwards would be: the fused drain finds the columns
+    // once for all variables. Frames kept | display depth | plot columns | run flag | a frame short of a
+    // variable
+    void drainThinned_data() {
+        QTest::addColumn<uint>("frames");
+        QTest::addColumn<uint>("depth");
+        QTest::addColumn<double>("columns");
+        QTest::addColumn<int>("runFlag");
+        QTest::addColumn<bool>("ragged");
+        QTest::newRow("deep: every 21st, thinned") << 200000u << 500000u << 90.0 << 0 << false;
+        QTest::newRow("few frames: as drained") << 150u << 500000u << 90.0 << 0 << false;
+        QTest::newRow("scrolled away: as drained") << 200000u << 500000u << 90.0 << 1 << false;
+        QTest::newRow("short frames: each variable alone") << 200000u << 500000u << 90.0 << 0 << true;
+        QTest::newRow("wrapped ring, fractional columns")
+            << kQueueCapacity + 500 << 20000u << 33.5 << 0 << false;
+    }
+    void drainThinned() {
+        QFETCH(uint, frames);
+        QFETCH(uint, depth);
+        QFETCH(double, columns);
+        QFETCH(int, runFlag);
+        QFETCH(bool, ragged);
+        SKIP_UNDER_TSAN();
+        CommonCfg::SetZoomIndex(12);
+        CommonCfg::SetRunFlag(runFlag);
+        hssSettings().displayColumns.store(columns);
+        hssSettings().displayDepth.store(depth);
+        watchList().count = 2;
+        watchList().typeCode[1] = kCodeFloat;
+        FrameQueue& q = FrameQueue::instance();
+        for (uint32_t i = 0; i < frames; ++i) {
+            SampleFrame f = frameAt(3ull * i, (i * 37) % 11);
+            const float wave = 100 + std::sin(i * 0.001f) * 50; // never 0, what a missing value would read
+            std::memcpy(&f.value[1], &wave, sizeof wave);
+            f.count = ragged && i >= frames - 5000 && i < frames - 4900 ? 1 : 2;
+            q.push(f);
+        }
+        QVector<QVector<QPointF>> expected(2);
+        GetData::Drain(expected, false);
+        QCOMPARE(expected[1].size() < expected[0].size(), ragged); // short frames among those drawn
+        GetData::ThinLive(expected);
+        QVector<QVector<QPointF>> got(2);
+        GetData::DrainThinned(got, false);
+        QCOMPARE(got, expected);
         CommonCfg::SetRunFlag(0);
         hssSettings().displayColumns.store(0);
     }
