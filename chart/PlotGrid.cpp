@@ -1,5 +1,6 @@
 #include "PlotGrid.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace PlotGrid {
