@@ -104,10 +104,14 @@ void ChartWidget::InitChartView() {
     axisY->setLabelFormat(QStringLiteral("-"));
     chart->addAxis(axisX, Qt::AlignBottom);
     chart->addAxis(axisY, Qt::AlignLeft);
-    // The grid is painted as the chart's background (PlotGrid.h), in the colour the theme gives its lines.
+    // The grid is one picture (PlotGrid.h), in the colour the theme gives its lines, where the chart's own
+    // lines would lie: above the backgrounds, under the axes.
     gridColour = axisX->gridLinePen().color();
     axisX->setGridLineVisible(false);
     axisY->setGridLineVisible(false);
+    grid = new QGraphicsRectItem(chart);
+    grid->setPen(Qt::NoPen);
+    grid->setZValue(kGridZ);
     // Added after the X axis: the view zooms the first horizontal axis.
     timeLabels = new QtCharts::QCategoryAxis;
     timeLabels->setLabelsPosition(QtCharts::QCategoryAxis::AxisLabelsPositionOnValue);
@@ -168,7 +172,6 @@ void ChartWidget::InitChartView() {
     connect(axisX, &QValueAxis::rangeChanged, this, &ChartWidget::UpdateTimeLabels);
     connect(chart, &QChart::plotAreaChanged, this, &ChartWidget::UpdateTimeLabels);
     connect(chart, &QChart::plotAreaChanged, this, &ChartWidget::UpdateGrid);
-    connect(chart, &QChart::geometryChanged, this, &ChartWidget::UpdateGrid);
     UpdateTimeLabels();
 }
 
@@ -204,21 +207,21 @@ void ChartWidget::UpdateTimeLabels() {
 }
 
 void ChartWidget::UpdateGrid() {
-    const QSize size = chart->size().toSize();
-    const QRectF plot = chart->plotArea();
-    if (size.isEmpty() || !gridColour.isValid()) {
-        chart->setBackgroundBrush(QBrush(Qt::black));
+    if (grid == nullptr)
         return;
-    }
+    const QRectF plot = chart->plotArea();
     const int columns = axisX->tickCount() - 1;
     const int rows = axisY->tickCount() - 1;
-    if (size == gridSize && plot == gridPlot && columns == gridColumns && rows == gridRows)
+    if (plot == gridPlot && columns == gridColumns && rows == gridRows)
         return;
-    gridSize = size;
     gridPlot = plot;
     gridColumns = columns;
     gridRows = rows;
-    chart->setBackgroundBrush(QBrush(PlotGrid::Make(size, plot, columns, rows, gridColour, Qt::black)));
+    const QRect cover = PlotGrid::Cover(plot);
+    QBrush brush(PlotGrid::Make(plot, columns, rows, gridColour, Qt::black));
+    brush.setTransform(QTransform::fromTranslate(cover.left(), cover.top()));
+    grid->setRect(cover);
+    grid->setBrush(brush);
 }
 
 void ChartWidget::ShowStep() {

@@ -82,7 +82,7 @@ public slots:
     void AxisXRangeChanged(qint64 left, qint64 right);
     // Puts the time labels on the grid lines of the X range as it stands (TimeAxis.h).
     void UpdateTimeLabels();
-    // Paints the grid into the chart's background again when the plot or the divisions changed.
+    // Paints the grid's picture again when the plot or the divisions changed.
     void UpdateGrid();
 
 private:
@@ -112,14 +112,16 @@ private:
     const QPoint stepLabelPos{80, 20};
     static constexpr int numberBase = 10;
     const int yHalfRange = 3;
+    // The chart's stacking: backgrounds below 1, grid lines at 2, axes at 3.
+    static constexpr double kGridZ = 2;
     quint64 xSpan = 10000;
 
     QtCharts::QChart* chart = nullptr;
     QtCharts::QValueAxis* axisX = nullptr;
     QtCharts::QValueAxis* axisY = nullptr;
     QtCharts::QCategoryAxis* timeLabels = nullptr;
+    QGraphicsRectItem* grid = nullptr;
     QColor gridColour;
-    QSize gridSize;
     QRectF gridPlot;
     int gridColumns = 0;
     int gridRows = 0;

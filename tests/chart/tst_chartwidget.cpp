@@ -260,8 +260,8 @@ private slots:
             QVERIFY(drawn[i].x() > drawn[i - 1].x() && points[int(drawn[i].x())] == drawn[i]);
     }
 
-    // The grid painted as the background: a 9 x 6 grid over a 90 x 60 plot at (10.5, 5) in a 120 x 80
-    // picture. Pixel | on a grid line
+    // The grid's picture: a 9 x 6 grid over a 90 x 60 plot at (10.5, 5). Pixel of the chart | on a grid
+    // line (false: not on one, or not in the picture)
     void plotGrid_data() {
         QTest::addColumn<QPoint>("pixel");
         QTest::addColumn<bool>("line");
@@ -277,10 +277,13 @@ private slots:
     void plotGrid() {
         QFETCH(QPoint, pixel);
         QFETCH(bool, line);
-        const QImage grid =
-            PlotGrid::Make(QSize(120, 80), QRectF(10.5, 5, 90, 60), 9, 6, QColor(0x86878c), Qt::black);
-        QCOMPARE(grid.size(), QSize(120, 80));
-        QCOMPARE(grid.pixel(pixel) == QColor(0x86878c).rgb(), line);
+        const QRectF plot(10.5, 5, 90, 60);
+        const QImage grid = PlotGrid::Make(plot, 9, 6, QColor(0x86878c), Qt::black);
+        const QRect cover = PlotGrid::Cover(plot);
+        QCOMPARE(cover, QRect(10, 5, 91, 61));
+        QCOMPARE(grid.size(), cover.size());
+        QCOMPARE(cover.contains(pixel) && grid.pixel(pixel - cover.topLeft()) == QColor(0x86878c).rgb(),
+                 line);
     }
 
     // The worker is let go as the window starts to repaint, once; a window with nothing to repaint lets it
