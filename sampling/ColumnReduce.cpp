@@ -63,26 +63,17 @@ template <class Y, class P> QVector<QPointF> ReduceRunsOf(int n, const QVector<i
 QVector<QPointF> Reduce(const QVector<QPointF>& points, double origin, double columnWidth) {
     if (!(columnWidth > 0) || points.size() <= 2)
         return points;
-    return ReduceRuns(points, Runs(points, origin, columnWidth));
-}
-
-QVector<int> Runs(const QVector<QPointF>& points, double origin, double columnWidth) {
     const QPointF* p = points.constData();
-    return RunsOf(
-        points.size(), [p](int i) { return p[i].x(); }, origin, columnWidth);
+    const int n = points.size();
+    const QVector<int> runs = RunsOf(
+        n, [p](int i) { return p[i].x(); }, origin, columnWidth);
+    return ReduceRunsOf(
+        n, runs, [p](int i) { return p[i].y(); }, [p](int i) { return p[i]; });
 }
 
 QVector<int> Runs(const double* x, int n, double origin, double columnWidth) {
     return RunsOf(
         n, [x](int i) { return x[i]; }, origin, columnWidth);
-}
-
-QVector<QPointF> ReduceRuns(const QVector<QPointF>& points, const QVector<int>& runs) {
-    if (runs.isEmpty() || runs.last() != points.size())
-        return points;
-    const QPointF* p = points.constData();
-    return ReduceRunsOf(
-        points.size(), runs, [p](int i) { return p[i].y(); }, [p](int i) { return p[i]; });
 }
 
 QVector<QPointF> ReduceRuns(const double* x, const double* y, int n, const QVector<int>& runs) {

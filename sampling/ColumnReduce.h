@@ -15,12 +15,9 @@ namespace ColumnReduce {
 // A width that is not positive gives the points unchanged.
 QVector<QPointF> Reduce(const QVector<QPointF>& points, double origin, double columnWidth);
 
-// The runs of points in one column: the index of each run's first point, then the number of points.
-// Series sampled at the same times share them, so the columns are found once for all.
-QVector<int> Runs(const QVector<QPointF>& points, double origin, double columnWidth);
-// Reduce over runs found before.
-QVector<QPointF> ReduceRuns(const QVector<QPointF>& points, const QVector<int>& runs);
-// The same for n points kept as separate arrays of X and Y.
+// The same for n points kept as separate arrays of X and Y, in two steps. Runs gives the runs of points in
+// one column: the index of each run's first point, then n. Series sampled at the same times share them, so
+// the columns are found once for all.
 QVector<int> Runs(const double* x, int n, double origin, double columnWidth);
 QVector<QPointF> ReduceRuns(const double* x, const double* y, int n, const QVector<int>& runs);
 

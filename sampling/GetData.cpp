@@ -235,42 +235,34 @@ void GetData::DrainThinned(QVector<QVector<QPointF>>& dataValue, bool running) {
     }
     // The variables share the frames' times: the columns are found once, and no variable's points are
     // made before they are thinned.
-    const double right = span.times[static_cast<size_t>(span.frames) - 1] + 1;
-    const double left = std::max(span.times[0], right - LiveSpan());
-    const QVector<int> runs =
-        ColumnReduce::Runs(span.times.data(), span.frames, left, (right - left) / columns);
+    double origin = 0;
+    double width = 0;
+    LiveColumns(span.times[0], span.times[static_cast<size_t>(span.frames) - 1], columns, origin, width);
+    const QVector<int> runs = ColumnReduce::Runs(span.times.data(), span.frames, origin, width);
     for (int i = 0; i < span.vars && i < dataValue.size(); ++i)
         dataValue[i] = ColumnReduce::ReduceRuns(span.times.data(), span.values[static_cast<size_t>(i)].data(),
                                                 span.frames, runs);
 }
 
-double GetData::LiveSpan() {
+void GetData::LiveColumns(double first, double last, double columns, double& origin, double& width) {
     // The X range the chart gives the newest data when it follows it, as it computes it.
-    return static_cast<double>(CommonCfg::CurrentStepValue()) * CommonCfg::ChartDivisions();
+    const double step = static_cast<double>(CommonCfg::CurrentStepValue()) * CommonCfg::ChartDivisions();
+    const double right = last + 1;
+    origin = std::max(first, right - step);
+    width = (right - origin) / columns;
 }
 
 void GetData::ThinLive(QVector<QVector<QPointF>>& dataValue) {
     const double columns = hssSettings().displayColumns.load();
     if (columns < 1 || CommonCfg::RunFlag() != 0)
         return;
-    const double step = LiveSpan();
-    // The variables of one capture share their times: their columns are found once.
-    QVector<int> runs;
-    QPointF first;
-    QPointF last;
-    int size = -1;
     for (QVector<QPointF>& points : dataValue) {
         if (points.size() <= ColumnReduce::MostKept(columns))
             continue;
-        const double right = points.last().x() + 1;
-        const double left = std::max(points.first().x(), right - step);
-        if (points.size() != size || points.first().x() != first.x() || points.last().x() != last.x()) {
-            runs = ColumnReduce::Runs(points, left, (right - left) / columns);
-            size = points.size();
-            first = points.first();
-            last = points.last();
-        }
-        points = ColumnReduce::ReduceRuns(points, runs);
+        double origin = 0;
+        double width = 0;
+        LiveColumns(points.first().x(), points.last().x(), columns, origin, width);
+        points = ColumnReduce::Reduce(points, origin, width);
     }
 }
 

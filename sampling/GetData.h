@@ -69,8 +69,9 @@ private:
     };
     static bool Collect(Span& span, int vars, bool running);
     static void Materialize(const Span& span, QVector<QVector<QPointF>>& dataValue);
-    // The X range the chart shows while it follows the newest data.
-    static double LiveSpan();
+    // The pixel columns of the X range the chart shows while it follows the newest data, for a span from
+    // `first` to `last`: the left edge and a column's width.
+    static void LiveColumns(double first, double last, double columns, double& origin, double& width);
 
     // Run on the worker thread only, which alone owns the timer.
     void Tick(QTimer& timer);
