@@ -430,8 +430,13 @@ void MainWindow::ApplyTrigger() {
         names << (item->varDes != nullptr ? item->varDes->name : QString());
     triggerBar->SetRows(names);
     CommonCfg::SetTriggerChoices(triggerBar->Choices());
-    TriggerWatch::Instance().Configure(triggerBar->Settings(dataSource->RowSlots()));
-    triggerBar->ShowState(TriggerWatch::Instance().State());
+    // Stopped with a capture on the screen, the capture stays for scrolling, the cursors and saving
+    // through a zoom or a change of the controls; the new settings arm the trigger at the next start.
+    TriggerWatch& watch = TriggerWatch::Instance();
+    if (stopAct->isEnabled() || !watch.HasCapture())
+        watch.Configure(triggerBar->Settings(dataSource->RowSlots()));
+    triggerBar->ShowState(triggerBar->Mode() == TriggerMode::Off ? TriggerDetector::State::Off
+                                                                 : watch.State());
     ShowTriggerMarks();
 }
 

@@ -350,6 +350,13 @@ private slots:
              ++x)
             onLine += single.pixelColor(x, marker.y()) == colour;
         QVERIFY2(onLine > m_window->Chart()->View()->width() / 3, qPrintable(QString::number(onLine)));
+        // Stopped, the capture stays through a new level, which arms the next start.
+        level->setFocus();
+        level->selectAll();
+        QTest::keyClicks(level, "400");
+        QTest::keyClick(level, Qt::Key_Return);
+        QVERIFY(TriggerWatch::Instance().HasCapture() && TriggerWatch::Instance().TriggerChartTime() == at);
+        QCOMPARE(bar->StatusLabel()->text(), QString("Trigger: triggered"));
         // Cursors: A by a click at the trigger point, B by the keyboard (mid-view, then a tenth further);
         // the readout has follower's value at each, and the statistics now span the two.
         VarChartView* chartView = m_window->Chart()->View();
