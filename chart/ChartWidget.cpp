@@ -17,11 +17,14 @@
 #include <QGraphicsLayout>
 #include <QGraphicsRectItem>
 #include <QGraphicsSimpleTextItem>
+#include <QGraphicsTextItem>
 #include <QLabel>
+#include <QMargins>
 #include <QMouseEvent>
 #include <QPen>
 #include <QScrollBar>
 #include <QSignalBlocker>
+#include <QTextDocument>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <cmath>
@@ -91,6 +94,7 @@ void ChartWidget::InitChartView() {
     chart->setTheme(QChart::ChartThemeDark);
     chart->setBackgroundBrush(QBrush(Qt::black));
     chart->legend()->hide();
+    InitTitle();
 
     ResizeWidth(0);
     // The grid's own numbers would be whole microseconds, too wide to fit: a second axis without
@@ -155,8 +159,8 @@ void ChartWidget::InitChartView() {
 
     connect(dataSource, &DataSource::SetXRange, this, &ChartWidget::SetXRangeWithCheck);
     connect(dataSource, &DataSource::SetYRange, this, &ChartWidget::SetYRange);
-    // The new title of a batch asks for a layout, which would come only after the batch's paint and
-    // make the window paint a second time. Laid out at once, one paint shows both.
+    // A batch that asks for a layout (new time labels) would get it only after its paint and make the
+    // window paint a second time. Laid out at once, one paint shows both.
     connect(dataSource, &DataSource::VarValuesUpdated, this, [this] {
         if (chart->layout() != nullptr)
             chart->layout()->activate();
@@ -173,6 +177,45 @@ void ChartWidget::InitChartView() {
     connect(chart, &QChart::plotAreaChanged, this, &ChartWidget::UpdateTimeLabels);
     connect(chart, &QChart::plotAreaChanged, this, &ChartWidget::UpdateGrid);
     UpdateTimeLabels();
+}
+
+void ChartWidget::InitTitle() {
+    // In the theme's title font and colour, where the chart would put its own title (a text item with half
+    // a pixel of margin, inside the layout's and the chart's top margins). The chart's top margin keeps
+    // the room the chart would make for it, the item's height and a pixel, from the start, so the plot
+    // does not move down when the first data come.
+    title = new QGraphicsSimpleTextItem(chart);
+    title->setFont(chart->titleFont());
+    title->setBrush(chart->titleBrush());
+    constexpr qreal kTextMargin = 0.5;
+    QGraphicsTextItem room;
+    room.setFont(title->font());
+    room.document()->setDocumentMargin(kTextMargin);
+    room.setPlainText(QStringLiteral("Total Time"));
+    qreal layoutTop = 0;
+    if (chart->layout() != nullptr)
+        chart->layout()->getContentsMargins(nullptr, &layoutTop, nullptr, nullptr);
+    QMargins margins = chart->margins();
+    titleTop = layoutTop + margins.top() + kTextMargin;
+    margins.setTop(margins.top() + static_cast<int>(std::ceil(room.boundingRect().height())) + 1);
+    chart->setMargins(margins);
+    connect(chart, &QGraphicsWidget::geometryChanged, this, &ChartWidget::PlaceTitle);
+}
+
+void ChartWidget::SetTitle(const QString& text) {
+    if (title == nullptr || title->text() == text)
+        return;
+    title->setText(text);
+    PlaceTitle();
+}
+
+void ChartWidget::PlaceTitle() {
+    const double width = QFontMetricsF(title->font()).horizontalAdvance(title->text());
+    title->setPos(std::round((chart->size().width() - width) / 2), titleTop);
+}
+
+QString ChartWidget::TitleText() const {
+    return title != nullptr ? title->text() : QString();
 }
 
 void ChartWidget::UpdateTimeLabels() {
@@ -341,7 +384,7 @@ void ChartWidget::SetXRange(double leftUs, double rightUs) {
 void ChartWidget::SetXRangeWithCheck(double leftUs, double rightUs) {
     if (!std::isfinite(leftUs) || !std::isfinite(rightUs))
         return;
-    chart->setTitle("Total Time " + TotalTimeText(rightUs));
+    SetTitle("Total Time " + TotalTimeText(rightUs));
     // The view is always whole divisions of the time base wide, so that the grid lines stand one step
     // apart: from the first sample while the data are shorter, ending at the newest once they are longer.
     const double span = static_cast<double>(ViewSpan());
@@ -405,7 +448,7 @@ void ChartWidget::ResetXRangeByQueueSize() {
     if (!kept)
         return;
     // The whole run, also when the last live batch did not reach its end.
-    chart->setTitle("Total Time " + TotalTimeText(static_cast<double>(newest + 1)));
+    SetTitle("Total Time " + TotalTimeText(static_cast<double>(newest + 1)));
     ScrollOverRing(step, newest + 1 - step);
 }
 

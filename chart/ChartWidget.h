@@ -49,6 +49,8 @@ public:
 
     // The text after "Total Time " for an elapsed time in microseconds.
     static QString TotalTimeText(double elapsedUs);
+    // The title over the chart: "Total Time " and the elapsed time, once data came.
+    QString TitleText() const;
 
 signals:
     void GetDataFromQueue();
@@ -87,6 +89,11 @@ public slots:
 
 private:
     void InitChartView();
+    // The title over the chart's top edge, centred: an item of its own, as a title set through the chart
+    // lays the whole chart out again (every axis relabelled, about 1 ms) at each batch's new time.
+    void InitTitle();
+    void SetTitle(const QString& text);
+    void PlaceTitle();
     // The second overlay label: the shared time per division.
     void ShowStep();
     // After a zoom: the view exactly as wide as the divisions of the new time base.
@@ -121,6 +128,8 @@ private:
     QtCharts::QValueAxis* axisY = nullptr;
     QtCharts::QCategoryAxis* timeLabels = nullptr;
     QGraphicsRectItem* grid = nullptr;
+    QGraphicsSimpleTextItem* title = nullptr;
+    double titleTop = 0;
     QColor gridColour;
     QRectF gridPlot;
     int gridColumns = 0;

@@ -14,6 +14,7 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QGraphicsSimpleTextItem>
 #include <QLabel>
 #include <QScrollBar>
 #include <QtTest>
@@ -66,7 +67,27 @@ private slots:
         m_chart->SetXRangeWithCheck(400000, 900000);
         QCOMPARE(QPointF(m_chart->AxisX()->min(), m_chart->AxisX()->max()), QPointF(720000, 900000));
         m_chart->SetXRangeWithCheck(0, f[0].toDouble());
-        QCOMPARE(m_chart->Chart()->title(), "Total Time " + f[1]);
+        QCOMPARE(m_chart->TitleText(), "Total Time " + f[1]);
+    }
+
+    // The title: in the room above the plot and centred over the chart, after a resize too.
+    void titlePlace() {
+        m_chart->resize(800, 500);
+        m_chart->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_chart.get()));
+        m_chart->SetXRangeWithCheck(0, 5001002);
+        m_chart->resize(1000, 600);
+        QTRY_COMPARE(m_chart->Chart()->size().width(), qreal(m_chart->View()->viewport()->width()));
+        QGraphicsSimpleTextItem* title = nullptr;
+        for (QGraphicsItem* item : m_chart->Chart()->childItems())
+            if (auto* text = dynamic_cast<QGraphicsSimpleTextItem*>(item);
+                text && text->text().startsWith("Total"))
+                title = text;
+        QVERIFY(title != nullptr);
+        const QRectF at = title->mapRectToParent(title->boundingRect());
+        QVERIFY2(at.top() > 0 && at.bottom() < m_chart->Chart()->plotArea().top(),
+                 qPrintable(QString::number(at.bottom())));
+        QVERIFY(qAbs(at.center().x() - m_chart->Chart()->size().width() / 2) <= 1);
     }
 
     // width | ticks | zoom index (-1: unknown step, 500000 us per division)
