@@ -203,19 +203,18 @@ void ChartWidget::InitTitle() {
 }
 
 void ChartWidget::SetTitle(const QString& text) {
-    if (title == nullptr || title->text() == text)
+    if (title->text() == text)
         return;
     title->setText(text);
     PlaceTitle();
 }
 
 void ChartWidget::PlaceTitle() {
-    const double width = QFontMetricsF(title->font()).horizontalAdvance(title->text());
-    title->setPos(std::round((chart->size().width() - width) / 2), titleTop);
+    title->setPos(std::round((chart->size().width() - title->boundingRect().width()) / 2), titleTop);
 }
 
 QString ChartWidget::TitleText() const {
-    return title != nullptr ? title->text() : QString();
+    return title->text();
 }
 
 void ChartWidget::UpdateTimeLabels() {
