@@ -19,18 +19,36 @@ int64_t TruncToInt64(double value) {
     return static_cast<int64_t>(value);
 }
 
-double ScaledValue(double y, float scale, float offset, int typeCode) {
-    const double scaled = y * static_cast<double>(scale) + static_cast<double>(offset);
+Rounding RoundingOf(float scale, int typeCode) {
     if (typeCode == kCodeDouble)
-        return scaled;
+        return Rounding::None;
     if (!isWholeNumberCode(typeCode))
-        return static_cast<double>(static_cast<float>(scaled));
+        return Rounding::ToFloat;
     if (scale != std::trunc(scale))
-        return scaled;
+        return Rounding::None;
     // Unsigned 32-bit and 64-bit values reach beyond the signed 32-bit range the other integers use.
     if (typeCode == kCodeUnsigned || sizeOfCode(typeCode) == 8)
-        return static_cast<double>(std::trunc(scaled));
-    return static_cast<double>(TruncToInt32(scaled));
+        return Rounding::Whole;
+    return Rounding::ToInt32;
+}
+
+double Scaled(double y, float scale, float offset, Rounding rounding) {
+    const double scaled = y * static_cast<double>(scale) + static_cast<double>(offset);
+    switch (rounding) {
+    case Rounding::None:
+        break;
+    case Rounding::ToFloat:
+        return static_cast<double>(static_cast<float>(scaled));
+    case Rounding::Whole:
+        return std::trunc(scaled);
+    case Rounding::ToInt32:
+        return static_cast<double>(TruncToInt32(scaled));
+    }
+    return scaled;
+}
+
+double ScaledValue(double y, float scale, float offset, int typeCode) {
+    return Scaled(y, scale, offset, RoundingOf(scale, typeCode));
 }
 
 void ScaleBatch(const QVector<QVector<QPointF>>& in, const WatchList& watch, QVector<QVector<QPointF>>& out,
@@ -43,29 +61,29 @@ void ScaleBatch(const QVector<QVector<QPointF>>& in, const WatchList& watch, QVe
         const float scale = known ? watch.scale[i] : 1.0f;
         const float offset = known ? watch.offset[i] : 0.0f;
         const int typeCode = known ? watch.typeCode[i] : kCodeFloat;
+        const Rounding rounding = RoundingOf(scale, typeCode);
         const QVector<QPointF>& source = in[i];
+        const int n = source.size();
         QVector<QPointF>& points = out[i];
-        points.reserve(source.size());
+        points.resize(n);
+        QPointF* to = points.data();
         // An entry the worker already filled is extended, an empty one is seeded by the first value.
         QVector<float>& extremes = math[i];
         bool seeded = extremes.size() >= 2;
+        if (!seeded && n > 0) {
+            const float first = static_cast<float>(Scaled(source[0].y(), scale, offset, rounding));
+            extremes = {first, first};
+            seeded = true;
+        }
         float lo = seeded ? extremes[0] : 0.0f;
         float hi = seeded ? extremes[1] : 0.0f;
-        for (const QPointF& p : source) {
-            const int64_t time = TruncToInt64(p.x());
-            const double value = ScaledValue(p.y(), scale, offset, typeCode);
-            points.append(QPointF(static_cast<double>(time), value));
+        for (int k = 0; k < n; ++k) {
+            const QPointF& p = source[k];
+            const double value = Scaled(p.y(), scale, offset, rounding);
+            to[k] = QPointF(static_cast<double>(TruncToInt64(p.x())), value);
             const float v = static_cast<float>(value);
-            if (!seeded) {
-                lo = v;
-                hi = v;
-                seeded = true;
-                continue;
-            }
-            if (v < lo)
-                lo = v;
-            if (v > hi)
-                hi = v;
+            lo = v < lo ? v : lo;
+            hi = v > hi ? v : hi;
         }
         if (seeded)
             extremes = {lo, hi};
