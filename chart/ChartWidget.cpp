@@ -249,7 +249,7 @@ void ChartWidget::UpdateTimeLabels() {
 }
 
 void ChartWidget::UpdateGrid() {
-    if (grid == nullptr)
+    if (grid == nullptr || view == nullptr)
         return;
     const QRectF plot = chart->plotArea();
     const int columns = axisX->tickCount() - 1;
@@ -264,6 +264,7 @@ void ChartWidget::UpdateGrid() {
     brush.setTransform(QTransform::fromTranslate(cover.left(), cover.top()));
     grid->setRect(cover);
     grid->setBrush(brush);
+    view->SetOpaqueArea(grid->mapRectToScene(grid->rect()).toAlignedRect());
 }
 
 void ChartWidget::ShowStep() {

@@ -3,7 +3,9 @@
 #include "CommonCfg.h"
 #include "TimeBase.h"
 
+#include <QGraphicsLayout>
 #include <QMouseEvent>
+#include <QPainter>
 #include <QResizeEvent>
 #include <QWheelEvent>
 #include <QtCharts/QValueAxis>
@@ -15,6 +17,39 @@ using QtCharts::QValueAxis;
 VarChartView::VarChartView(QChart* chart, QWidget* parent) : QChartView(chart, parent) {
     const int index = TimeBase::IndexOfValue(20000);
     zoomIndex = index < 0 ? 0 : index;
+    // The window's and the chart's backgrounds are painted here, so that they can leave out what an
+    // opaque item covers (see drawBackground).
+    viewport()->setAutoFillBackground(false);
+    chart->setBackgroundVisible(false);
+}
+
+void VarChartView::SetOpaqueArea(const QRect& area) {
+    opaqueArea = area;
+}
+
+void VarChartView::drawBackground(QPainter* painter, const QRectF& rect) {
+    // Whenever anything else in the window changes, the plot under the curves' OpenGL layer is painted
+    // again in full, at every batch; under the plot's opaque picture, filling both backgrounds first
+    // would only be overwritten.
+    const QRegion exposed = QRegion(rect.toAlignedRect()) - opaqueArea;
+    if (exposed.isEmpty())
+        return;
+    painter->save();
+    painter->setClipRegion(exposed, Qt::IntersectClip);
+    painter->fillRect(rect, viewport()->palette().brush(viewport()->backgroundRole()));
+    // The chart's background as the chart paints it: inside its layout's margins, with rounded corners.
+    QChart* c = chart();
+    qreal left = 0;
+    qreal top = 0;
+    qreal right = 0;
+    qreal bottom = 0;
+    if (c->layout() != nullptr)
+        c->layout()->getContentsMargins(&left, &top, &right, &bottom);
+    painter->setPen(c->backgroundPen());
+    painter->setBrush(c->backgroundBrush());
+    painter->drawRoundedRect(c->geometry().adjusted(left, top, -right, -bottom), c->backgroundRoundness(),
+                             c->backgroundRoundness());
+    painter->restore();
 }
 
 QPointF VarChartView::ValueAt(const QPointF& viewPos) const {

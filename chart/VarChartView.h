@@ -8,7 +8,8 @@ class QResizeEvent;
 class QWheelEvent;
 
 // The view of the curve chart: the mouse wheel steps through the time base and zooms the time axis
-// about the point under the mouse; mouse movement, leave and width changes are reported as signals.
+// about the point under the mouse; mouse movement, leave and width changes are reported as signals. It
+// paints the chart's background itself.
 class VarChartView : public QtCharts::QChartView {
     Q_OBJECT
 public:
@@ -20,6 +21,9 @@ public:
     QPoint MousePosition() const { return QPoint(mouseX, mouseY); }
     // Chart values at a position of this view.
     QPointF ValueAt(const QPointF& viewPos) const;
+    // The part of the scene that an opaque item covers (the plot's grid picture): the view paints the
+    // window's and the chart's backgrounds everywhere else.
+    void SetOpaqueArea(const QRect& area);
 
 signals:
     void ZoomChanged(int index);
@@ -32,6 +36,7 @@ signals:
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
+    void drawBackground(QPainter* painter, const QRectF& rect) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void leaveEvent(QEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
@@ -40,6 +45,7 @@ private:
     void ZoomAboutMouse(double factor);
 
     int zoomIndex;
+    QRect opaqueArea;
     int mouseX = 0;
     int mouseY = 0;
 };

@@ -14,6 +14,7 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QGraphicsLayout>
 #include <QGraphicsSimpleTextItem>
 #include <QLabel>
 #include <QScrollBar>
@@ -88,6 +89,39 @@ private slots:
         QVERIFY2(at.top() > 0 && at.bottom() < m_chart->Chart()->plotArea().top(),
                  qPrintable(QString::number(at.bottom())));
         QVERIFY(qAbs(at.center().x() - m_chart->Chart()->size().width() / 2) <= 1);
+    }
+
+    // The view paints the backgrounds itself, around the plot's picture: a pixel of the view, as a step
+    // from a corner of the plot's picture or of the chart's background | its colour (invalid: the view's
+    // own background)
+    void backgrounds_data() {
+        QTest::addColumn<QPoint>("step");
+        QTest::addColumn<bool>("fromPlot");
+        QTest::addColumn<QColor>("colour");
+        QTest::newRow("the chart's rounded corner") << QPoint(0, 0) << false << QColor();
+        QTest::newRow("the chart's background") << QPoint(4, 4) << false << QColor(Qt::black);
+        QTest::newRow("just above the plot") << QPoint(4, -1) << true << QColor(Qt::black);
+        QTest::newRow("in the plot, between grid lines") << QPoint(4, 4) << true << QColor(Qt::black);
+    }
+    void backgrounds() {
+        QFETCH(QPoint, step);
+        QFETCH(bool, fromPlot);
+        QFETCH(QColor, colour);
+        m_chart->resize(800, 500);
+        m_chart->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_chart.get()));
+        QtCharts::QChart* chart = m_chart->Chart();
+        QTRY_VERIFY(!chart->plotArea().isEmpty());
+        qreal left = 0;
+        qreal top = 0;
+        chart->layout()->getContentsMargins(&left, &top, nullptr, nullptr);
+        const QPoint corner = fromPlot ? PlotGrid::Cover(chart->plotArea()).topLeft()
+                                       : chart->mapToScene(QPointF(left, top)).toPoint();
+        QWidget* viewport = m_chart->View()->viewport();
+        if (!colour.isValid())
+            colour = viewport->palette().color(viewport->backgroundRole());
+        const QImage picture = viewport->grab().toImage();
+        QCOMPARE(picture.pixelColor(m_chart->View()->mapFromScene(corner) + step), colour);
     }
 
     // width | ticks | zoom index (-1: unknown step, 500000 us per division)
