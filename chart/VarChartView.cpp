@@ -18,8 +18,8 @@ VarChartView::VarChartView(QChart* chart, QWidget* parent) : QChartView(chart, p
     const int index = TimeBase::IndexOfValue(20000);
     zoomIndex = index < 0 ? 0 : index;
     // The window's and the chart's backgrounds are painted here, so that they can leave out what an
-    // opaque item covers (see drawBackground).
-    viewport()->setAutoFillBackground(false);
+    // opaque item covers (see drawBackground). Every pixel is painted: the widgets behind need not be.
+    viewport()->setAttribute(Qt::WA_OpaquePaintEvent);
     chart->setBackgroundVisible(false);
 }
 
