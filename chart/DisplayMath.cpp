@@ -32,19 +32,46 @@ Rounding RoundingOf(float scale, int typeCode) {
     return Rounding::ToInt32;
 }
 
-double Scaled(double y, float scale, float offset, Rounding rounding) {
+namespace {
+
+template <Rounding R> double ScaledAs(double y, float scale, float offset) {
     const double scaled = y * static_cast<double>(scale) + static_cast<double>(offset);
+    if constexpr (R == Rounding::ToFloat)
+        return static_cast<double>(static_cast<float>(scaled));
+    else if constexpr (R == Rounding::Whole)
+        return std::trunc(scaled);
+    else if constexpr (R == Rounding::ToInt32)
+        return static_cast<double>(TruncToInt32(scaled));
+    else
+        return scaled;
+}
+
+// One variable's points, with the rule fixed at compile time so that the loop holds no branch on it.
+template <Rounding R>
+void ScaleRun(const QPointF* from, QPointF* to, int n, float scale, float offset, float& lo, float& hi) {
+    for (int k = 0; k < n; ++k) {
+        const double value = ScaledAs<R>(from[k].y(), scale, offset);
+        to[k] = QPointF(static_cast<double>(TruncToInt64(from[k].x())), value);
+        const float v = static_cast<float>(value);
+        lo = v < lo ? v : lo;
+        hi = v > hi ? v : hi;
+    }
+}
+
+} // namespace
+
+double Scaled(double y, float scale, float offset, Rounding rounding) {
     switch (rounding) {
     case Rounding::None:
         break;
     case Rounding::ToFloat:
-        return static_cast<double>(static_cast<float>(scaled));
+        return ScaledAs<Rounding::ToFloat>(y, scale, offset);
     case Rounding::Whole:
-        return std::trunc(scaled);
+        return ScaledAs<Rounding::Whole>(y, scale, offset);
     case Rounding::ToInt32:
-        return static_cast<double>(TruncToInt32(scaled));
+        return ScaledAs<Rounding::ToInt32>(y, scale, offset);
     }
-    return scaled;
+    return ScaledAs<Rounding::None>(y, scale, offset);
 }
 
 double ScaledValue(double y, float scale, float offset, int typeCode) {
@@ -77,13 +104,20 @@ void ScaleBatch(const QVector<QVector<QPointF>>& in, const WatchList& watch, QVe
         }
         float lo = seeded ? extremes[0] : 0.0f;
         float hi = seeded ? extremes[1] : 0.0f;
-        for (int k = 0; k < n; ++k) {
-            const QPointF& p = source[k];
-            const double value = Scaled(p.y(), scale, offset, rounding);
-            to[k] = QPointF(static_cast<double>(TruncToInt64(p.x())), value);
-            const float v = static_cast<float>(value);
-            lo = v < lo ? v : lo;
-            hi = v > hi ? v : hi;
+        const QPointF* from = source.constData();
+        switch (rounding) {
+        case Rounding::None:
+            ScaleRun<Rounding::None>(from, to, n, scale, offset, lo, hi);
+            break;
+        case Rounding::ToFloat:
+            ScaleRun<Rounding::ToFloat>(from, to, n, scale, offset, lo, hi);
+            break;
+        case Rounding::Whole:
+            ScaleRun<Rounding::Whole>(from, to, n, scale, offset, lo, hi);
+            break;
+        case Rounding::ToInt32:
+            ScaleRun<Rounding::ToInt32>(from, to, n, scale, offset, lo, hi);
+            break;
         }
         if (seeded)
             extremes = {lo, hi};
