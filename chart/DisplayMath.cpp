@@ -19,6 +19,12 @@ int64_t TruncToInt64(double value) {
     return static_cast<int64_t>(value);
 }
 
+namespace {
+
+// Which rule of ScaledValue applies to a variable: fixed by its scale and type code, so found once a
+// batch and not at every point.
+enum class Rounding { None, ToFloat, Whole, ToInt32 };
+
 Rounding RoundingOf(float scale, int typeCode) {
     if (typeCode == kCodeDouble)
         return Rounding::None;
@@ -31,8 +37,6 @@ Rounding RoundingOf(float scale, int typeCode) {
         return Rounding::Whole;
     return Rounding::ToInt32;
 }
-
-namespace {
 
 template <Rounding R> double ScaledAs(double y, float scale, float offset) {
     const double scaled = y * static_cast<double>(scale) + static_cast<double>(offset);
@@ -58,8 +62,6 @@ void ScaleRun(const QPointF* from, QPointF* to, int n, float scale, float offset
     }
 }
 
-} // namespace
-
 double Scaled(double y, float scale, float offset, Rounding rounding) {
     switch (rounding) {
     case Rounding::None:
@@ -73,6 +75,8 @@ double Scaled(double y, float scale, float offset, Rounding rounding) {
     }
     return ScaledAs<Rounding::None>(y, scale, offset);
 }
+
+} // namespace
 
 double ScaledValue(double y, float scale, float offset, int typeCode) {
     return Scaled(y, scale, offset, RoundingOf(scale, typeCode));

@@ -33,12 +33,6 @@ int64_t TruncToInt64(double value);
 // any size). Doubles stay doubles, the other floating values become floats.
 double ScaledValue(double y, float scale, float offset, int typeCode);
 
-// Which of those rules applies to a variable: fixed by its scale and type code, so found once a batch
-// and not at every point.
-enum class Rounding { None, ToFloat, Whole, ToInt32 };
-Rounding RoundingOf(float scale, int typeCode);
-double Scaled(double y, float scale, float offset, Rounding rounding);
-
 // Scales every point of a batch with the watch list's scale, offset and type code by variable
 // index (variables beyond the list are drawn unscaled as floats). X becomes the whole microsecond.
 // `math` is sized to one entry per variable and each entry becomes {smallest, largest} (extending
