@@ -32,11 +32,17 @@ endfunction()
 
 # Environment for tests in a sanitizer build: Qt's platform plugins and the system libraries they
 # load leave allocations behind at exit, which the leak checker is told about.
+# The runtime's watch on the thread-local blocks of loaded libraries stays off: GCC 12's runtime takes a
+# block that happens to start 16 bytes into a page for one with an old glibc's header, reads a made-up
+# range from the two words before it, and the leak checker's thread then dies reading that range at exit
+# ("Tracer caught signal 11"), failing a test whose every case passed: now and then the window test,
+# whose OpenGL driver is such a library. Without the watch the suite reports no more leaks than with it.
 set(TIDEWATCH_TEST_SANITIZER_ENV "")
 set(TIDEWATCH_OFFSCREEN_SANITIZER_ENV "")
 if(TIDEWATCH_SANITIZE STREQUAL "address")
   set(TIDEWATCH_TEST_SANITIZER_ENV
-    "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp" "TIDEWATCH_SANITIZED=1")
+    "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp:intercept_tls_get_addr=0"
+    "TIDEWATCH_SANITIZED=1")
   # Qt's libraries have no frame pointers: matching the offscreen plugin's leaks needs whole stacks, from
   # the slow unwinder. The windows under Xvfb go without it, as Mesa's LLVM rasterizer registers its code
   # while that unwinder holds the unwinder's lock (and at a tenth of the speed, the plain rasterizer would
