@@ -4,6 +4,7 @@
 #include "WatchList.h"
 
 #include <cmath>
+#include <type_traits>
 
 namespace DisplayMath {
 
@@ -62,18 +63,24 @@ void ScaleRun(const QPointF* from, QPointF* to, int n, float scale, float offset
     }
 }
 
-double Scaled(double y, float scale, float offset, Rounding rounding) {
+// Calls f with the rule as a compile-time constant (a std::integral_constant).
+template <class F> auto WithRounding(Rounding rounding, F&& f) {
     switch (rounding) {
     case Rounding::None:
         break;
     case Rounding::ToFloat:
-        return ScaledAs<Rounding::ToFloat>(y, scale, offset);
+        return f(std::integral_constant<Rounding, Rounding::ToFloat>());
     case Rounding::Whole:
-        return ScaledAs<Rounding::Whole>(y, scale, offset);
+        return f(std::integral_constant<Rounding, Rounding::Whole>());
     case Rounding::ToInt32:
-        return ScaledAs<Rounding::ToInt32>(y, scale, offset);
+        return f(std::integral_constant<Rounding, Rounding::ToInt32>());
     }
-    return ScaledAs<Rounding::None>(y, scale, offset);
+    return f(std::integral_constant<Rounding, Rounding::None>());
+}
+
+double Scaled(double y, float scale, float offset, Rounding rounding) {
+    return WithRounding(rounding,
+                        [&](auto rule) { return ScaledAs<decltype(rule)::value>(y, scale, offset); });
 }
 
 } // namespace
@@ -109,20 +116,8 @@ void ScaleBatch(const QVector<QVector<QPointF>>& in, const WatchList& watch, QVe
         float lo = seeded ? extremes[0] : 0.0f;
         float hi = seeded ? extremes[1] : 0.0f;
         const QPointF* from = source.constData();
-        switch (rounding) {
-        case Rounding::None:
-            ScaleRun<Rounding::None>(from, to, n, scale, offset, lo, hi);
-            break;
-        case Rounding::ToFloat:
-            ScaleRun<Rounding::ToFloat>(from, to, n, scale, offset, lo, hi);
-            break;
-        case Rounding::Whole:
-            ScaleRun<Rounding::Whole>(from, to, n, scale, offset, lo, hi);
-            break;
-        case Rounding::ToInt32:
-            ScaleRun<Rounding::ToInt32>(from, to, n, scale, offset, lo, hi);
-            break;
-        }
+        WithRounding(rounding,
+                     [&](auto rule) { ScaleRun<decltype(rule)::value>(from, to, n, scale, offset, lo, hi); });
         if (seeded)
             extremes = {lo, hi};
     }
